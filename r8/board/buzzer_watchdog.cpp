@@ -1,0 +1,52 @@
+#include "board/buzzer_watchdog.h"
+
+#include <stdint.h>
+#include <stdio.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "board/control_device.h"
+
+namespace {
+
+constexpr unsigned beepHalfMicroseconds = 200 * 1000;
+constexpr unsigned long restartTimeout = 5;  // in the driver's unit
+
+void setBuzzer(int fd, uint8_t on) {
+    (void)ioctl(fd, ZORIO_SET_BUZZER, &on);  // the operator's ear is the judge
+    usleep(beepHalfMicroseconds);
+}
+
+}  // namespace
+
+void beep(int count) {
+    if (count <= 0) {
+        return;
+    }
+    const int fd = openControlDevice();
+    if (fd == -1) {
+        puts("open hwInfo error!");
+        return;
+    }
+    for (int i = 0; i < count; ++i) {
+        setBuzzer(fd, 1);
+        setBuzzer(fd, 0);
+    }
+    (void)close(fd);
+}
+
+void buzzerTest() {
+    beep(3);
+}
+
+int watchdogTest() {
+    const int fd = openControlDevice();
+    if (fd == -1) {
+        puts("failed to open watchdog");
+    }
+    if (ioctl(fd, ZORIO_SET_WDT_TIMEOUT, restartTimeout) < 0) {
+        puts("set watchdog timeout failed");
+    }
+    (void)close(fd);
+    return 0;
+}

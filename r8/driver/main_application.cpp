@@ -1,0 +1,71 @@
+#include "driver/main_application.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr size_t nameBytes = sizeof(dirent::d_name);
+constexpr size_t commandLineProbeBytes = 10;  // "./vidapp", its NUL, and one byte to spare
+
+bool isProcessId(const char* name) {
+    return strspn(name, "0123456789") == strlen(name);
+}
+
+enum class Process { mainApplication, other, unreadable };
+
+Process identify(const char* processId) {
+    char path[nameBytes + sizeof "/proc//cmdline"];
+    (void)snprintf(path, sizeof path, "/proc/%s/cmdline", processId);
+    const int fd = open(path, O_RDONLY);
+    if (fd == -1) {
+        printf("can not open %s \n", path);
+        return Process::unreadable;
+    }
+    char firstArgument[commandLineProbeBytes + 1] = {};
+    (void)read(fd, firstArgument,
+               commandLineProbeBytes);  // an unreadable one stays empty and matches nothing
+    (void)close(fd);
+    return strcmp(firstArgument, "./vidapp") == 0 ? Process::mainApplication : Process::other;
+}
+
+void killProcess(const char* processId) {
+    char command[nameBytes + sizeof "kill -9 \n"];
+    (void)snprintf(command, sizeof command, "kill -9 %s\n", processId);
+    (void)!system(command);  // an application that survives shows in the tests that follow
+}
+
+int scanProcesses(DIR* directory) {
+    while (const dirent* entry = readdir(directory)) {
+        if (!isProcessId(entry->d_name)) {
+            continue;
+        }
+        const Process process = identify(entry->d_name);
+        if (process == Process::unreadable) {
+            return -1;
+        }
+        if (process == Process::mainApplication) {
+            killProcess(entry->d_name);
+            return 0;
+        }
+    }
+    return 0;
+}
+
+}  // namespace
+
+int stopMainApplication() {
+    DIR* directory = opendir("/proc");
+    if (directory == nullptr) {
+        (void)fputs("can not open directory /proc\n", stderr);
+        return -1;
+    }
+    (void)!chdir("/proc");  // every path in this tool is absolute
+    const int result = scanProcesses(directory);
+    (void)closedir(directory);
+    return result;
+}

@@ -1,0 +1,290 @@
+// The tool's entry: command line, preparation of the board, one test repeated or the full sequence.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include "board/board_config.h"
+#include "board/boardinfo.h"
+#include "board/buzzer_watchdog.h"
+#include "board/control_device.h"
+#include "driver/main_application.h"
+#include "driver/report/report_channel.h"
+#include "driver/summary.h"
+
+namespace {
+
+constexpr char reportModule[] = "r8";
+constexpr int startUpFailure = 1;
+constexpr unsigned long startUpWatchdogTimeout = 7;  // in the driver's unit
+constexpr unsigned modeSettleSeconds = 2;
+constexpr size_t operatorInputBytes = 20;
+
+// A test as the command line offers it. Its number is its place in the table, from 1.
+struct BoardTest {
+    const char* usageRow;
+    void (*run)();                             // once; null while the test is not there yet
+    bool (*applies)() = nullptr;               // null: on every board
+    unsigned secondsBefore = 0;                // once, before the first repetition
+    void (*repeat)(unsigned count) = nullptr;  // tests that announce their repetitions themselves
+};
+
+constexpr BoardTest boardTests[] = {
+    {"No.1 : \t\t\tShow board Info", [] { (void)cpldInfoStep(); }},
+    {"No.2 : \t\t\tBuzzer test", buzzerTest},
+    {"No.3 : \t\t\tFront-board test", nullptr, [] { return boardConfig.panelPresent != 0; }},
+    {"No.4 : \t\t\t485 com test", nullptr, nullptr, 10},
+    {"No.5 : \t\t\tIop test", nullptr},
+    {"No.6 : \t\t\tRTC test", nullptr},
+    {"No.7: \t\t\tUSB port test", nullptr},
+    {"No.8: \t\t\tSATA test", nullptr},
+    {"No.9: \t\t\tWatchdog test,Restart system\n", [] { (void)watchdogTest(); }},
+    {"No.10: \t\t\tpmp test,Restart system\n", nullptr},
+    {"No.11 : \t\t\tNetwork moudel configure show", nullptr},
+};
+constexpr int testCount = sizeof boardTests / sizeof boardTests[0];
+
+void printUsage() {
+    puts("r8 ver1.02(2009-4-3)");
+    puts("this program will excute the follow test");
+    for (const BoardTest& test : boardTests) {
+        puts(test.usageRow);
+    }
+    puts("r8 -h or r8 --help for help information");
+    puts("If you want to do all the tests, please run r8 ");
+    puts("If you want to do only one test of them ,please run r8 -o  <No.> ");
+    puts("        eg. r8 -o 4   then only test 485 port");
+}
+
+// Takes the watchdog away from the main application's short timeout. The descriptor, or -1 with a message.
+int prepareControlDevice() {
+    const int fd = openControlDevice();
+    if (fd == -1) {
+        puts("打开hwInfo设备出错!");
+        return -1;
+    }
+    if (ioctl(fd, ZORIO_SET_WDT_TIMEOUT, startUpWatchdogTimeout) < 0) {
+        puts("初始化看门狗失败!");
+        (void)close(fd);
+        return -1;
+    }
+    (void)ioctl(fd, ZORIO_SET_MODE, 0UL);  // drivers without modes refuse it and work all the same
+    return fd;
+}
+
+// A pause that the operator's Enter cuts short. Reads at most 20 bytes into buffer, the line break replaced
+// by NUL; returns the bytes before it, 0 when nothing came in time.
+ssize_t waitOperator(char* buffer, unsigned seconds) {
+    fd_set input;
+    FD_ZERO(&input);
+    FD_SET(STDIN_FILENO, &input);
+    timeval timeout = {};
+    timeout.tv_sec = static_cast<time_t>(seconds);
+    if (select(STDIN_FILENO + 1, &input, nullptr, nullptr, &timeout) <= 0) {
+        return 0;
+    }
+    const ssize_t length = read(STDIN_FILENO, buffer, operatorInputBytes);
+    if (length <= 0) {
+        return 0;
+    }
+    if (length > 1) {
+        buffer[length - 1] = '\0';
+    }
+    return length - 1;
+}
+
+void pauseForOperator() {
+    char ignored[operatorInputBytes];
+    (void)waitOperator(ignored, 1);
+}
+
+void runTest(int number) {
+    const BoardTest& test = boardTests[number - 1];
+    if (test.run != nullptr) {
+        test.run();
+    } else {
+        (void)fprintf(stderr, "r8: test %d is not built into this version\n", number);
+    }
+}
+
+void repeatTest(int number, unsigned count) {
+    const BoardTest& test = boardTests[number - 1];
+    if (test.secondsBefore != 0) {
+        sleep(test.secondsBefore);
+    }
+    if (test.repeat != nullptr && count != 0) {
+        test.repeat(count);
+        return;
+    }
+    for (unsigned i = 1; i <= count; ++i) {
+        if (count > 1) {
+            printf("\n第%d次测试\n", static_cast<int>(i));
+        }
+        if (test.applies != nullptr && !test.applies()) {
+            continue;
+        }
+        runTest(number);
+    }
+}
+
+bool isDigit(char character) {
+    return character >= '0' && character <= '9';
+}
+
+// The test number: one or two digits, what follows them is not looked at. -1 with a message when malformed.
+int parseTestNumber(const char* text) {
+    if (strlen(text) > 2) {
+        printf("请选择测试序号(1~%d)\n", testCount);
+    }
+    if (text[0] == '\0') {
+        return 0;
+    }
+    if (!isDigit(text[0]) || (text[1] != '\0' && !isDigit(text[1]))) {
+        printf("请选择测试序号(1~%d)\n", testCount);
+        return -1;
+    }
+    const int first = text[0] - '0';
+    return text[1] == '\0' ? first : first * 10 + (text[1] - '0');
+}
+
+int singleTest(int argc, char** argv) {
+    if (strcmp(argv[1], "-o") != 0 && strcmp(argv[1], "-O") != 0) {
+        puts("参数非法");
+        return EXIT_SUCCESS;
+    }
+    const int number = parseTestNumber(argv[2]);
+    if (number < 0) {
+        return EXIT_SUCCESS;
+    }
+    if (number < 1 || number > testCount) {
+        printf("请输入正确的测试序号.(1~%d)", testCount);
+        return EXIT_SUCCESS;
+    }
+    const unsigned count = argc > 3 ? static_cast<unsigned>(atoi(argv[3])) : 1;
+
+    const int fd = prepareControlDevice();
+    if (fd == -1) {
+        return startUpFailure;
+    }
+    (void)close(fd);
+    sleep(modeSettleSeconds);
+    (void)stopMainApplication();  // a busy application shows in the test itself
+    repeatTest(number, count);
+    return EXIT_SUCCESS;
+}
+
+void blankLine() {
+    reportLine("\n");
+}
+
+// The steps of a full run in their order; a step that does not apply takes no number.
+void runSequence(int controlFd) {
+    int step = 1;
+    reportLine("第%d步:蜂鸣器测试", step);
+    buzzerTest();
+    blankLine();
+
+    if (getBootParams(controlFd) == 1) {
+        reportLine("第%d步:网络状态\n", ++step);
+        pauseForOperator();
+        runTest(11);
+        blankLine();
+    }
+    if (getBootParams(controlFd) == 1) {
+        pauseForOperator();
+        runTest(5);
+        blankLine();
+    }
+
+    reportLine("第%d步:开始测试RTC\n", ++step);
+    pauseForOperator();
+    runTest(6);
+    blankLine();
+
+    if (consoleMode == 0) {
+        buzzerTest();  // calls the operator to the USB step
+    }
+    reportLine("第%d步:\nUSB口测试\n", ++step);
+    runTest(7);
+    blankLine();
+
+    reportLine("第%d步:\nSATA硬盘测试\n", ++step);
+    runTest(8);
+    blankLine();
+
+    if (boardConfig.rs485Present != 0) {
+        pauseForOperator();
+        reportLine("第%d步:", ++step);
+        reportLine("485测试\n请确认已经正确连接好485测试装置\n");
+        runTest(4);
+        blankLine();
+    }
+
+    pauseForOperator();
+    reportLine("第%d步:CPLD信息\n", ++step);
+    (void)cpldInfoStep();
+    blankLine();
+
+    printSummary();
+}
+
+void endFullRun() {
+    if (consoleMode != 0) {
+        puts("R8测试结束");
+        return;
+    }
+    buzzerTest();
+    reportLine("R8测试结束\n");
+    reportLine("R8TESTEND");
+    (void)close(reportPipeFd);
+    reportPipeFd = -1;
+}
+
+int fullRun() {
+    const int controlFd = prepareControlDevice();
+    if (controlFd == -1) {
+        return startUpFailure;
+    }
+    sleep(modeSettleSeconds);
+    puts("no kill vidapp");
+    runSequence(controlFd);
+    endFullRun();
+    return EXIT_SUCCESS;
+}
+
+bool openReportPipe() {
+    reportPipeFd = open("/var/r8.fifo", O_WRONLY | O_NONBLOCK);
+    if (reportPipeFd == -1) {
+        reportLine("打开命名管道出错\n");
+        return false;
+    }
+    consoleMode = 0;
+    return true;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    // Unbuffered: the operator sees a line when it happens, a forked reader never repeats its parent's
+    // lines, and a signal loses nothing. A supervising process that goes away costs lines, not the run.
+    (void)setvbuf(stdout, nullptr, _IONBF, 0);
+    (void)signal(SIGPIPE, SIG_IGN);
+
+    if (setuid(0) != 0) {
+        puts("切换到超级用户失败，可能会对R8的某些项测试有影响");
+    }
+    (void)loadBoardConfig(0);  // without a board description the tool goes on with the start values
+    if (argc > 1 && strcmp(argv[1], "netR8test") == 0 && !openReportPipe()) {
+        return EXIT_SUCCESS;
+    }
+    if (argc == 2 && (strcmp(argv[1], "-h") == 0 || strcmp(argv[1], "--help") == 0)) {
+        printUsage();
+        return EXIT_SUCCESS;
+    }
+    return argc == 3 || argc == 4 ? singleTest(argc, argv) : fullRun();
+}

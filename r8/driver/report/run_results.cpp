@@ -1,0 +1,3 @@
+#include "driver/report/run_results.h"
+
+RunResults runResults;
