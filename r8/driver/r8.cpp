@@ -16,6 +16,8 @@
 #include "driver/main_application.h"
 #include "driver/report/report_channel.h"
 #include "driver/summary.h"
+#include "storage/sata_test.h"
+#include "usb/usb_disk_test.h"
 
 namespace {
 
@@ -41,8 +43,8 @@ constexpr BoardTest boardTests[] = {
     {"No.4 : \t\t\t485 com test", nullptr, nullptr, 10},
     {"No.5 : \t\t\tIop test", nullptr},
     {"No.6 : \t\t\tRTC test", nullptr},
-    {"No.7: \t\t\tUSB port test", nullptr},
-    {"No.8: \t\t\tSATA test", nullptr},
+    {"No.7: \t\t\tUSB port test", [] { (void)UsbPortTest(); }},
+    {"No.8: \t\t\tSATA test", sataPortTest},
     {"No.9: \t\t\tWatchdog test,Restart system\n", [] { (void)watchdogTest(); }},
     {"No.10: \t\t\tpmp test,Restart system\n", nullptr},
     {"No.11 : \t\t\tNetwork moudel configure show", nullptr},
@@ -210,11 +212,11 @@ void runSequence(int controlFd) {
         buzzerTest();  // calls the operator to the USB step
     }
     reportLine("第%d步:\nUSB口测试\n", ++step);
-    runTest(7);
+    (void)UsbPortTest();  // its verdict is in the run's results
     blankLine();
 
     reportLine("第%d步:\nSATA硬盘测试\n", ++step);
-    runTest(8);
+    sataPortTest();
     blankLine();
 
     if (boardConfig.rs485Present != 0) {

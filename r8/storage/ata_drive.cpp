@@ -1,0 +1,118 @@
+#include "storage/ata_drive.h"
+
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <linux/hdreg.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+// The board's kernel has 32-bit longs, and these are the numbers that it knows.
+static_assert(HDIO_DRIVE_CMD == 0x031F, "the board's kernel knows this number");
+static_assert(sizeof(long) != 4 || BLKGETSIZE64 == 0x80041272, "the board's kernel knows this number");
+static_assert(sizeof(long) != 4 || BLKGETSIZE == 0x1260, "the board's kernel knows this number");
+
+uint32_t cachedKernelVersion = kernelVersionNotRead;
+
+namespace {
+
+constexpr uint64_t sectorBytes = 512;          // BLKGETSIZE's unit, whatever the drive's own sectors are
+constexpr size_t driveCommandHeaderBytes = 4;  // command, sector number, feature, sector count
+
+constexpr AtaTextField textFields[] = {ataSerialNumber, ataModelNumber, ataFirmwareRevision};
+
+uint32_t readKernelVersion() {
+    utsname kernel = {};
+    int major = 0;
+    int minor = 0;
+    int patch = 0;
+    if (uname(&kernel) != 0 || sscanf(kernel.release, "%d.%d.%d", &major, &minor, &patch) != 3) {
+        return 0;
+    }
+    return static_cast<uint32_t>(major) * 65536 + static_cast<uint32_t>(minor) * 256 +
+           static_cast<uint32_t>(patch);
+}
+
+// From 2.4.18 to the end of 2.4, and from 2.6 on; the 2.5 series can't be relied on.
+bool hasBlkGetSize64(uint32_t version) {
+    return (version >= 0x020412 && version <= 0x0204FF) || version > 0x0205FF;
+}
+
+int sendIdentifyDevice(int fd, uint8_t* buffer) {
+    uint8_t registers[driveCommandHeaderBytes + ataSectorBytes] = {ataIdentifyDevice, 0, 0, 1};
+    if (ioctl(fd, HDIO_DRIVE_CMD, registers) != 0) {
+        return -1;
+    }
+    memcpy(buffer, registers + driveCommandHeaderBytes, ataSectorBytes);
+    return 0;
+}
+
+void swapCharacterPairs(uint8_t* text, size_t length) {
+    for (size_t i = 0; i < length; i += 2) {
+        const uint8_t second = text[i];
+        text[i] = text[i + 1];
+        text[i + 1] = second;
+    }
+}
+
+}  // namespace
+
+uint32_t kernelVersionCode() {
+    if (cachedKernelVersion == kernelVersionNotRead) {
+        cachedKernelVersion = readKernelVersion();
+    }
+    return cachedKernelVersion;
+}
+
+int blockDeviceBytes(int fd, uint64_t* size) {
+    uint64_t bytes = 0;
+    if (hasBlkGetSize64(kernelVersionCode()) && ioctl(fd, BLKGETSIZE64, &bytes) == 0) {
+        *size = bytes;
+        return 0;
+    }
+    unsigned long sectors = 0;
+    if (ioctl(fd, BLKGETSIZE, &sectors) != 0) {
+        return -1;
+    }
+    *size = sectors * sectorBytes;
+    return 0;
+}
+
+uint64_t deviceCapacity(const char* path) {
+    if (path == nullptr) {
+        puts("invalid devName");
+        return unknownCapacity;
+    }
+    const int fd = open(path, O_RDONLY);
+    if (fd == -1) {
+        printf("Can not open %s \n", path);
+        return unknownCapacity;
+    }
+    uint64_t size = unknownCapacity;
+    if (blockDeviceBytes(fd, &size) != 0) {
+        printf("Can not get %s size \n", path);
+    }
+    (void)close(fd);
+    return size;
+}
+
+int ataIdentify(const char* path, uint8_t* buffer) {
+    if (path == nullptr) {
+        return -1;
+    }
+    const int fd = open(path, O_RDWR | O_NONBLOCK);
+    if (fd == -1) {
+        return -1;
+    }
+    const int result = sendIdentifyDevice(fd, buffer);
+    if (result < 0) {
+        printf("send IDENTIFY DEVICE command, return %d\n", result);
+    }
+    for (const AtaTextField& field : textFields) {
+        swapCharacterPairs(buffer + field.offset, field.length);
+    }
+    (void)close(fd);
+    return result;
+}
