@@ -14,6 +14,7 @@
 #include "board/buzzer_watchdog.h"
 #include "board/control_device.h"
 #include "driver/main_application.h"
+#include "driver/pm_update_run.h"
 #include "driver/report/report_channel.h"
 #include "driver/summary.h"
 #include "storage/sata_test.h"
@@ -46,7 +47,7 @@ constexpr BoardTest boardTests[] = {
     {"No.7: \t\t\tUSB port test", [] { (void)UsbPortTest(); }},
     {"No.8: \t\t\tSATA test", sataPortTest},
     {"No.9: \t\t\tWatchdog test,Restart system\n", [] { (void)watchdogTest(); }},
-    {"No.10: \t\t\tpmp test,Restart system\n", nullptr},
+    {"No.10: \t\t\tpmp test,Restart system\n", nullptr, nullptr, 0, portMultiplierRun},
     {"No.11 : \t\t\tNetwork moudel configure show", nullptr},
 };
 constexpr int testCount = sizeof boardTests / sizeof boardTests[0];
