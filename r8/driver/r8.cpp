@@ -16,6 +16,8 @@
 #include "driver/main_application.h"
 #include "driver/report/report_channel.h"
 #include "driver/summary.h"
+#include "panel/front_board_test.h"
+#include "panel/panel_link.h"
 
 namespace {
 
@@ -37,7 +39,7 @@ struct BoardTest {
 constexpr BoardTest boardTests[] = {
     {"No.1 : \t\t\tShow board Info", [] { (void)cpldInfoStep(); }},
     {"No.2 : \t\t\tBuzzer test", buzzerTest},
-    {"No.3 : \t\t\tFront-board test", nullptr, [] { return boardConfig.panelPresent != 0; }},
+    {"No.3 : \t\t\tFront-board test", FrontPanelTest, [] { return boardConfig.panelPresent != 0; }},
     {"No.4 : \t\t\t485 com test", nullptr, nullptr, 10},
     {"No.5 : \t\t\tIop test", nullptr},
     {"No.6 : \t\t\tRTC test", nullptr},
@@ -75,6 +77,12 @@ int prepareControlDevice() {
     }
     (void)ioctl(fd, ZORIO_SET_MODE, 0UL);  // drivers without modes refuse it and work all the same
     return fd;
+}
+
+void startPanelHeartbeat() {
+    if (boardConfig.panelPresent != 0) {
+        (void)StartPanelHbThread();  // says itself when it fails; a panel without heartbeat still takes keys
+    }
 }
 
 // A pause that the operator's Enter cuts short. Reads at most 20 bytes into buffer, the line break replaced
@@ -174,6 +182,7 @@ int singleTest(int argc, char** argv) {
     (void)close(fd);
     sleep(modeSettleSeconds);
     (void)stopMainApplication();  // a busy application shows in the test itself
+    startPanelHeartbeat();
     repeatTest(number, count);
     return EXIT_SUCCESS;
 }
@@ -252,6 +261,7 @@ int fullRun() {
     }
     sleep(modeSettleSeconds);
     puts("no kill vidapp");
+    startPanelHeartbeat();
     runSequence(controlFd);
     endFullRun();
     return EXIT_SUCCESS;
