@@ -18,6 +18,8 @@
 #include "driver/summary.h"
 #include "panel/front_board_test.h"
 #include "panel/panel_link.h"
+#include "serial/485testfork.h"
+#include "serial/rs485_exchange.h"
 
 namespace {
 
@@ -40,7 +42,7 @@ constexpr BoardTest boardTests[] = {
     {"No.1 : \t\t\tShow board Info", [] { (void)cpldInfoStep(); }},
     {"No.2 : \t\t\tBuzzer test", buzzerTest},
     {"No.3 : \t\t\tFront-board test", FrontPanelTest, [] { return boardConfig.panelPresent != 0; }},
-    {"No.4 : \t\t\t485 com test", nullptr, nullptr, 10},
+    {"No.4 : \t\t\t485 com test", [] { (void)Rs485LoopbackTest(); }, nullptr, 10},
     {"No.5 : \t\t\tIop test", nullptr},
     {"No.6 : \t\t\tRTC test", nullptr},
     {"No.7: \t\t\tUSB port test", nullptr},
@@ -230,7 +232,7 @@ void runSequence(int controlFd) {
         pauseForOperator();
         reportLine("第%d步:", ++step);
         reportLine("485测试\n请确认已经正确连接好485测试装置\n");
-        runTest(4);
+        Rs485ExchangeTest("/dev/ttyS1");
         blankLine();
     }
 
