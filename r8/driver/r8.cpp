@@ -9,6 +9,7 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include "alarm/iop_test.h"
 #include "board/board_config.h"
 #include "board/boardinfo.h"
 #include "board/buzzer_watchdog.h"
@@ -18,6 +19,7 @@
 #include "driver/summary.h"
 #include "panel/front_board_test.h"
 #include "panel/panel_link.h"
+#include "rtc/rtc_test.h"
 #include "serial/485testfork.h"
 #include "serial/rs485_exchange.h"
 
@@ -43,8 +45,8 @@ constexpr BoardTest boardTests[] = {
     {"No.2 : \t\t\tBuzzer test", buzzerTest},
     {"No.3 : \t\t\tFront-board test", FrontPanelTest, [] { return boardConfig.panelPresent != 0; }},
     {"No.4 : \t\t\t485 com test", [] { (void)Rs485LoopbackTest(); }, nullptr, 10},
-    {"No.5 : \t\t\tIop test", nullptr},
-    {"No.6 : \t\t\tRTC test", nullptr},
+    {"No.5 : \t\t\tIop test", [] { (void)iopTest(); }},
+    {"No.6 : \t\t\tRTC test", [] { (void)RtcTest(); }},
     {"No.7: \t\t\tUSB port test", nullptr},
     {"No.8: \t\t\tSATA test", nullptr},
     {"No.9: \t\t\tWatchdog test,Restart system\n", [] { (void)watchdogTest(); }},
@@ -208,13 +210,13 @@ void runSequence(int controlFd) {
     }
     if (getBootParams(controlFd) == 1) {
         pauseForOperator();
-        runTest(5);
+        (void)iopTest();
         blankLine();
     }
 
     reportLine("第%d步:开始测试RTC\n", ++step);
     pauseForOperator();
-    runTest(6);
+    (void)RtcTest();
     blankLine();
 
     if (consoleMode == 0) {
