@@ -9,14 +9,19 @@
 #include <sys/select.h>
 #include <unistd.h>
 
+#include "alarm/iop_test.h"
 #include "board/board_config.h"
 #include "board/boardinfo.h"
 #include "board/buzzer_watchdog.h"
 #include "board/control_device.h"
+#include "driver/board_tests.h"
 #include "driver/main_application.h"
-#include "driver/pm_update_run.h"
 #include "driver/report/report_channel.h"
 #include "driver/summary.h"
+#include "net/nic.h"
+#include "panel/panel_link.h"
+#include "rtc/rtc_test.h"
+#include "serial/rs485_exchange.h"
 #include "storage/sata_test.h"
 #include "usb/usb_disk_test.h"
 
@@ -27,42 +32,6 @@ constexpr int startUpFailure = 1;
 constexpr unsigned long startUpWatchdogTimeout = 7;  // in the driver's unit
 constexpr unsigned modeSettleSeconds = 2;
 constexpr size_t operatorInputBytes = 20;
-
-// A test as the command line offers it. Its number is its place in the table, from 1.
-struct BoardTest {
-    const char* usageRow;
-    void (*run)();                             // once; null while the test is not there yet
-    bool (*applies)() = nullptr;               // null: on every board
-    unsigned secondsBefore = 0;                // once, before the first repetition
-    void (*repeat)(unsigned count) = nullptr;  // tests that announce their repetitions themselves
-};
-
-constexpr BoardTest boardTests[] = {
-    {"No.1 : \t\t\tShow board Info", [] { (void)cpldInfoStep(); }},
-    {"No.2 : \t\t\tBuzzer test", buzzerTest},
-    {"No.3 : \t\t\tFront-board test", nullptr, [] { return boardConfig.panelPresent != 0; }},
-    {"No.4 : \t\t\t485 com test", nullptr, nullptr, 10},
-    {"No.5 : \t\t\tIop test", nullptr},
-    {"No.6 : \t\t\tRTC test", nullptr},
-    {"No.7: \t\t\tUSB port test", [] { (void)UsbPortTest(); }},
-    {"No.8: \t\t\tSATA test", sataPortTest},
-    {"No.9: \t\t\tWatchdog test,Restart system\n", [] { (void)watchdogTest(); }},
-    {"No.10: \t\t\tpmp test,Restart system\n", nullptr, nullptr, 0, portMultiplierRun},
-    {"No.11 : \t\t\tNetwork moudel configure show", nullptr},
-};
-constexpr int testCount = sizeof boardTests / sizeof boardTests[0];
-
-void printUsage() {
-    puts("r8 ver1.02(2009-4-3)");
-    puts("this program will excute the follow test");
-    for (const BoardTest& test : boardTests) {
-        puts(test.usageRow);
-    }
-    puts("r8 -h or r8 --help for help information");
-    puts("If you want to do all the tests, please run r8 ");
-    puts("If you want to do only one test of them ,please run r8 -o  <No.> ");
-    puts("        eg. r8 -o 4   then only test 485 port");
-}
 
 // Takes the watchdog away from the main application's short timeout. The descriptor, or -1 with a message.
 int prepareControlDevice() {
@@ -78,6 +47,12 @@ int prepareControlDevice() {
     }
     (void)ioctl(fd, ZORIO_SET_MODE, 0UL);  // drivers without modes refuse it and work all the same
     return fd;
+}
+
+void startPanelHeartbeat() {
+    if (boardConfig.panelPresent != 0) {
+        (void)StartPanelHbThread();  // says itself when it fails; a panel without heartbeat still takes keys
+    }
 }
 
 // A pause that the operator's Enter cuts short. Reads at most 20 bytes into buffer, the line break replaced
@@ -106,35 +81,6 @@ void pauseForOperator() {
     (void)waitOperator(ignored, 1);
 }
 
-void runTest(int number) {
-    const BoardTest& test = boardTests[number - 1];
-    if (test.run != nullptr) {
-        test.run();
-    } else {
-        (void)fprintf(stderr, "r8: test %d is not built into this version\n", number);
-    }
-}
-
-void repeatTest(int number, unsigned count) {
-    const BoardTest& test = boardTests[number - 1];
-    if (test.secondsBefore != 0) {
-        sleep(test.secondsBefore);
-    }
-    if (test.repeat != nullptr && count != 0) {
-        test.repeat(count);
-        return;
-    }
-    for (unsigned i = 1; i <= count; ++i) {
-        if (count > 1) {
-            printf("\n第%d次测试\n", static_cast<int>(i));
-        }
-        if (test.applies != nullptr && !test.applies()) {
-            continue;
-        }
-        runTest(number);
-    }
-}
-
 bool isDigit(char character) {
     return character >= '0' && character <= '9';
 }
@@ -142,13 +88,13 @@ bool isDigit(char character) {
 // The test number: one or two digits, what follows them is not looked at. -1 with a message when malformed.
 int parseTestNumber(const char* text) {
     if (strlen(text) > 2) {
-        printf("请选择测试序号(1~%d)\n", testCount);
+        printf("请选择测试序号(1~%d)\n", boardTestCount);
     }
     if (text[0] == '\0') {
         return 0;
     }
     if (!isDigit(text[0]) || (text[1] != '\0' && !isDigit(text[1]))) {
-        printf("请选择测试序号(1~%d)\n", testCount);
+        printf("请选择测试序号(1~%d)\n", boardTestCount);
         return -1;
     }
     const int first = text[0] - '0';
@@ -164,8 +110,8 @@ int singleTest(int argc, char** argv) {
     if (number < 0) {
         return EXIT_SUCCESS;
     }
-    if (number < 1 || number > testCount) {
-        printf("请输入正确的测试序号.(1~%d)", testCount);
+    if (number < 1 || number > boardTestCount) {
+        printf("请输入正确的测试序号.(1~%d)", boardTestCount);
         return EXIT_SUCCESS;
     }
     const unsigned count = argc > 3 ? static_cast<unsigned>(atoi(argv[3])) : 1;
@@ -177,7 +123,8 @@ int singleTest(int argc, char** argv) {
     (void)close(fd);
     sleep(modeSettleSeconds);
     (void)stopMainApplication();  // a busy application shows in the test itself
-    repeatTest(number, count);
+    startPanelHeartbeat();
+    repeatBoardTest(number, count);
     return EXIT_SUCCESS;
 }
 
@@ -195,18 +142,18 @@ void runSequence(int controlFd) {
     if (getBootParams(controlFd) == 1) {
         reportLine("第%d步:网络状态\n", ++step);
         pauseForOperator();
-        runTest(11);
+        (void)r8_net_test();
         blankLine();
     }
     if (getBootParams(controlFd) == 1) {
         pauseForOperator();
-        runTest(5);
+        (void)iopTest();
         blankLine();
     }
 
     reportLine("第%d步:开始测试RTC\n", ++step);
     pauseForOperator();
-    runTest(6);
+    (void)RtcTest();
     blankLine();
 
     if (consoleMode == 0) {
@@ -224,7 +171,7 @@ void runSequence(int controlFd) {
         pauseForOperator();
         reportLine("第%d步:", ++step);
         reportLine("485测试\n请确认已经正确连接好485测试装置\n");
-        runTest(4);
+        Rs485ExchangeTest("/dev/ttyS1");
         blankLine();
     }
 
@@ -255,6 +202,7 @@ int fullRun() {
     }
     sleep(modeSettleSeconds);
     puts("no kill vidapp");
+    startPanelHeartbeat();
     runSequence(controlFd);
     endFullRun();
     return EXIT_SUCCESS;

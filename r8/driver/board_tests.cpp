@@ -1,0 +1,85 @@
+#include "driver/board_tests.h"
+
+#include <stdio.h>
+#include <unistd.h>
+
+#include "alarm/iop_test.h"
+#include "board/board_config.h"
+#include "board/boardinfo.h"
+#include "board/buzzer_watchdog.h"
+#include "board/control_device.h"
+#include "driver/pm_update_run.h"
+#include "net/nic.h"
+#include "panel/front_board_test.h"
+#include "rtc/rtc_test.h"
+#include "serial/485testfork.h"
+#include "storage/sata_test.h"
+#include "usb/usb_disk_test.h"
+
+namespace {
+
+// Test 11 alone: no full run has queried the boot parameters, which the MAC lines come from.
+void networkTest() {
+    const int fd = openControlDevice();
+    (void)getBootParams(fd);  // names a failure itself, also on a device that did not open
+    (void)close(fd);
+    (void)r8_net_test();
+}
+
+// A test's number is its place in the table, from 1. Verdicts are in the run's results, not in return values.
+struct BoardTest {
+    const char* usageRow;
+    void (*run)();                             // once
+    bool (*applies)() = nullptr;               // null: on every board
+    unsigned secondsBefore = 0;                // once, before the first repetition
+    void (*repeat)(unsigned count) = nullptr;  // instead of run: announces the repetitions itself
+};
+
+constexpr BoardTest boardTests[] = {
+    {"No.1 : \t\t\tShow board Info", [] { (void)cpldInfoStep(); }},
+    {"No.2 : \t\t\tBuzzer test", buzzerTest},
+    {"No.3 : \t\t\tFront-board test", FrontPanelTest, [] { return boardConfig.panelPresent != 0; }},
+    {"No.4 : \t\t\t485 com test", [] { (void)Rs485LoopbackTest(); }, nullptr, 10},
+    {"No.5 : \t\t\tIop test", [] { (void)iopTest(); }},
+    {"No.6 : \t\t\tRTC test", [] { (void)RtcTest(); }},
+    {"No.7: \t\t\tUSB port test", [] { (void)UsbPortTest(); }},
+    {"No.8: \t\t\tSATA test", sataPortTest},
+    {"No.9: \t\t\tWatchdog test,Restart system\n", [] { (void)watchdogTest(); }},
+    {"No.10: \t\t\tpmp test,Restart system\n", nullptr, nullptr, 0, portMultiplierRun},
+    {"No.11 : \t\t\tNetwork moudel configure show", networkTest},
+};
+static_assert(sizeof boardTests / sizeof boardTests[0] == boardTestCount,
+              "the range messages name the count");
+
+}  // namespace
+
+void printUsage() {
+    puts("r8 ver1.02(2009-4-3)");
+    puts("this program will excute the follow test");
+    for (const BoardTest& test : boardTests) {
+        puts(test.usageRow);
+    }
+    puts("r8 -h or r8 --help for help information");
+    puts("If you want to do all the tests, please run r8 ");
+    puts("If you want to do only one test of them ,please run r8 -o  <No.> ");
+    puts("        eg. r8 -o 4   then only test 485 port");
+}
+
+void repeatBoardTest(int number, unsigned count) {
+    const BoardTest& test = boardTests[number - 1];
+    if (test.secondsBefore != 0) {
+        sleep(test.secondsBefore);
+    }
+    if (test.repeat != nullptr && count != 0) {
+        test.repeat(count);
+        return;
+    }
+    for (unsigned i = 1; i <= count; ++i) {
+        if (count > 1) {
+            printf("\n第%d次测试\n", static_cast<int>(i));
+        }
+        if (test.applies == nullptr || test.applies()) {
+            test.run();
+        }
+    }
+}

@@ -1,0 +1,68 @@
+#include "panel/front_board_test.h"
+
+#include <stdint.h>
+#include <stdio.h>
+
+#include "driver/report/report_channel.h"
+#include "panel/panel_link.h"
+
+namespace {
+
+constexpr char reportModule[] = "front_board_test";
+constexpr int greenMode = 3;
+constexpr int redMode = 4;
+constexpr uint8_t testArgument = 4;  // of the panel's command 4
+
+constexpr int keyEvent(int keyCode) {
+    return 0x200000 | keyCode << 8;
+}
+constexpr int menuPressed = keyEvent(0x0A);
+constexpr int upPressed = keyEvent(0x14);
+constexpr int downPressed = keyEvent(0x15);
+
+void checkPanel() {
+    if (StartPanelHbThread() != 0) {
+        puts("创建面板心跳守护进程失败 !");
+        return;
+    }
+    if (QueryPanel() == 0) {
+        return;
+    }
+    (void)SendPanelCommand4(testArgument);
+    SetAllPanelLamps(panelFd, greenMode);
+    if (consoleMode != 0) {
+        reportLine(
+            "面板测试开始\n面板输入UP       点亮所有灯绿色\n"
+            "面板输入DOWN     点亮所有灯红色\n面板输入MENU       退出面板测试\n");
+    }
+    (void)WaitPanelKeys(panelFd);
+}
+
+}  // namespace
+
+void FrontPanelTest() {
+    panelFd = OpenPanelPort();
+    if (panelFd == -1) {
+        puts("pannel init failed !");
+        return;
+    }
+    checkPanel();
+    ClosePanelPort();
+}
+
+int WaitPanelKeys(int fd) {
+    for (;;) {
+        switch (ReadPanelFrame(panelFd, 0, 0)) {
+            case upPressed:
+                SetAllPanelLamps(fd, greenMode);
+                break;
+            case downPressed:
+                SetAllPanelLamps(fd, redMode);
+                break;
+            case menuPressed:
+                return menuPressed;
+            default:  // other keys, replies and damaged frames
+                break;
+        }
+    }
+}

@@ -1,0 +1,215 @@
+#include "panel/panel_link.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include "serial/deadline.h"
+#include "serial/serial_port.h"
+
+namespace {
+
+constexpr uint8_t commandStart = 0xFE;
+constexpr uint8_t eventStart = 0xFF;
+constexpr int framingBytes = 3;  // start, length, checksum
+constexpr uint8_t minEventBytes = 4;
+constexpr uint8_t maxEventBytes = 40;
+
+constexpr int queryIndex = 2;
+constexpr int command4Index = 4;
+constexpr int heartbeatIndex = 6;
+constexpr long queryTimeoutSeconds = 10;
+constexpr unsigned heartbeatSeconds = 10;
+constexpr unsigned sendPollMicroseconds = 1000;
+
+constexpr uint8_t greenLamps = 0xAA;  // two bits a lamp
+constexpr uint8_t redLamps = 0x55;
+
+constexpr PanelCommand command(uint8_t code, uint8_t argument = 0) {
+    return {4, {0x30, code, argument}};
+}
+
+}  // namespace
+
+PanelCommand PanelCommandTable[panelCommandCount] = {
+    command(0x01), command(0x01, 0x01), command(0x02), command(0x03), command(0x04),
+    command(0x05), command(0x06),       command(0x07), command(0x08), command(0x09),
+    command(0x0A), command(0x0B),       command(0x0C), command(0x0D), command(0x0E),
+    command(0x40), command(0x10),       command(0x11), command(0x12), command(0x13),
+};
+
+const char* const PanelKeyNames[panelKeyCount] = {
+    "AN0",  "AN1",  "AN2",  "AN3",  "AN4",  "AN5",  "AN6", "AN7", "AN8",   "AN9",   "MENU",  "ESC",  "EDIT",
+    "A",    "VOIP", "PLAY", "REC",  "PAN",  "INFO", "#",   "UP",  "DOWN",  "LEFT",  "RIGHT", "AN10", "AN11",
+    "AN12", "AN13", "AN14", "AN15", "AN16", "",     "",    "",    "ENTER", "POWER", "F1",    "F2",
+};
+
+std::atomic<int> panelFd{-1};
+pthread_t panelHbThreadId;
+
+namespace {
+
+std::atomic<int> sendsInFlight{0};
+
+// Start, length and checksum around a payload; returns the frame's length.
+int frameCommand(const uint8_t* payload, int length, uint8_t* frame) {
+    frame[0] = commandStart;
+    frame[1] = static_cast<uint8_t>(length + framingBytes);
+    uint8_t sum = static_cast<uint8_t>(frame[0] + frame[1]);
+    for (int i = 0; i < length; ++i) {
+        frame[2 + i] = payload[i];
+        sum = static_cast<uint8_t>(sum + payload[i]);
+    }
+    frame[2 + length] = sum;
+    return length + framingBytes;
+}
+
+void sendCommand(int index) {
+    uint8_t frame[panelFrameBytes];
+    int length = 0;
+    BuildPanelFrame(index, frame, &length);
+    (void)WritePanel(frame, static_cast<size_t>(length));
+}
+
+bool readByte(int fd, Deadline deadline, uint8_t* byte) {
+    return waitReadable(fd, deadline) > 0 && read(fd, byte, 1) == 1;
+}
+
+// Drops bytes until a start byte; the deadline is then what its wait was given, for the rest of the frame.
+bool huntStart(int fd, long seconds, long microseconds, Deadline* deadline) {
+    uint8_t byte = 0;
+    while (byte != eventStart) {
+        *deadline = seconds == 0 && microseconds == 0 ? noDeadline : deadlineIn(seconds, microseconds);
+        if (!readByte(fd, *deadline, &byte)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool isEventType(uint8_t type) {
+    return type == 0x30 || (type >= 0x20 && type <= 0x22);
+}
+
+// Data and checksum of a frame whose start, length and type are read.
+int readData(int fd, Deadline deadline, uint8_t length, uint8_t type) {
+    uint8_t sum = static_cast<uint8_t>(eventStart + length + type);
+    uint32_t value = type;
+    uint8_t byte = 0;
+    for (int i = minEventBytes; i < length; ++i) {
+        if (!readByte(fd, deadline, &byte)) {
+            return 0;
+        }
+        sum = static_cast<uint8_t>(sum + byte);
+        value = value << 8 | byte;
+    }
+    const bool valid = readByte(fd, deadline, &byte) && byte == sum;
+    return valid ? static_cast<int>(value) : 0;
+}
+
+void* PanelHbThread(void*) {
+    for (;;) {
+        sleep(heartbeatSeconds);
+        (void)SendPanelHeartbeat();
+    }
+}
+
+}  // namespace
+
+int OpenPanelPort() {
+    const int fd = open("/dev/ttyS3", O_RDWR);
+    if (fd == -1) {
+        return -1;
+    }
+    (void)SetSerialBaud(fd, B9600);  // a port that can't be set up shows as a panel that does not answer
+    (void)SetSerialRawMode(fd);
+    (void)tcflush(fd, TCIOFLUSH);
+    return fd;
+}
+
+// The sender counts itself before it looks at panelFd, the closer takes panelFd away before it looks at the
+// count: one of them always sees the other.
+void ClosePanelPort() {
+    const int fd = panelFd.exchange(-1);
+    if (fd == -1) {
+        return;
+    }
+    while (sendsInFlight.load() != 0) {
+        usleep(sendPollMicroseconds);
+    }
+    (void)close(fd);
+}
+
+ssize_t WritePanel(const void* buf, size_t len) {
+    sendsInFlight.fetch_add(1);
+    const int fd = panelFd.load();
+    ssize_t written = -1;
+    if (fd == -1) {
+        errno = EBADF;
+    } else {
+        written = write(fd, buf, len);
+    }
+    sendsInFlight.fetch_sub(1);
+    return written;
+}
+
+void BuildPanelFrame(int index, uint8_t* frame, int* frameLen) {
+    const PanelCommand& entry = PanelCommandTable[index];
+    *frameLen = frameCommand(entry.payload, entry.length, frame);
+}
+
+int ReadPanelFrame(int fd, long seconds, long microseconds) {
+    for (;;) {
+        Deadline deadline = noDeadline;
+        uint8_t length = 0;
+        uint8_t type = 0;
+        if (!huntStart(fd, seconds, microseconds, &deadline) || !readByte(fd, deadline, &length)) {
+            return 0;
+        }
+        if (length < minEventBytes || length > maxEventBytes || !readByte(fd, deadline, &type)) {
+            return 0;
+        }
+        if (isEventType(type)) {
+            return readData(fd, deadline, length, type);
+        }
+        if (type == eventStart) {
+            return 0;
+        }
+    }
+}
+
+int QueryPanel() {
+    sendCommand(queryIndex);
+    return ReadPanelFrame(panelFd, queryTimeoutSeconds, 0) & 0xFF;
+}
+
+int SendPanelCommand4(uint8_t arg) {
+    PanelCommandTable[command4Index].payload[3] = arg;
+    sendCommand(command4Index);
+    return 1;
+}
+
+int SendPanelHeartbeat() {
+    sendCommand(heartbeatIndex);
+    return 1;
+}
+
+void SetAllPanelLamps(int fd, int mode) {
+    if (mode != 3 && mode != 4) {
+        return;
+    }
+    const uint8_t payload[] = {0x30, 0x12, 0x00, mode == 3 ? greenLamps : redLamps};
+    uint8_t frame[panelFrameBytes];
+    const int length = frameCommand(payload, sizeof payload, frame);
+    (void)!write(fd, frame, static_cast<size_t>(length));
+}
+
+int StartPanelHbThread() {
+    if (pthread_create(&panelHbThreadId, nullptr, PanelHbThread, nullptr) != 0) {
+        puts("can not creat HB thread");
+        return -1;
+    }
+    return 0;
+}

@@ -1,0 +1,62 @@
+#include "serial/deadline.h"
+
+#include <sys/select.h>
+#include <sys/time.h>
+#include <time.h>
+
+namespace {
+
+constexpr int64_t microsecondsPerSecond = 1000 * 1000;
+constexpr long nanosecondsPerMicrosecond = 1000;
+
+int64_t now() {
+    timespec time = {};
+    (void)clock_gettime(CLOCK_MONOTONIC, &time);  // every kernel has this clock
+    return time.tv_sec * microsecondsPerSecond + time.tv_nsec / nanosecondsPerMicrosecond;
+}
+
+timeval remainingTime(Deadline deadline) {
+    const int64_t left = deadline.microseconds - now();
+    timeval time = {};
+    if (left > 0) {
+        time.tv_sec = static_cast<time_t>(left / microsecondsPerSecond);
+        time.tv_usec = static_cast<suseconds_t>(left % microsecondsPerSecond);
+    }
+    return time;
+}
+
+bool isLimited(Deadline deadline) {
+    return deadline.microseconds != noDeadline.microseconds;
+}
+
+int wait(int fd, Deadline deadline, fd_set* readable, fd_set* writable) {
+    timeval timeout = {};
+    if (isLimited(deadline)) {
+        timeout = remainingTime(deadline);
+    }
+    return select(fd + 1, readable, writable, nullptr, isLimited(deadline) ? &timeout : nullptr);
+}
+
+}  // namespace
+
+Deadline deadlineIn(long seconds, long microseconds) {
+    return {now() + seconds * microsecondsPerSecond + microseconds};
+}
+
+bool hasPassed(Deadline deadline) {
+    return isLimited(deadline) && now() >= deadline.microseconds;
+}
+
+int waitReadable(int fd, Deadline deadline) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(fd, &readable);
+    return wait(fd, deadline, &readable, nullptr);
+}
+
+int waitWritable(int fd, Deadline deadline) {
+    fd_set writable;
+    FD_ZERO(&writable);
+    FD_SET(fd, &writable);
+    return wait(fd, deadline, nullptr, &writable);
+}

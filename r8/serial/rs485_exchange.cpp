@@ -1,0 +1,189 @@
+#include "serial/rs485_exchange.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stddef.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/select.h>
+#include <unistd.h>
+
+#include "driver/report/report_channel.h"
+#include "driver/report/run_results.h"
+#include "serial/rs485_transceiver.h"
+#include "serial/serial_port.h"
+
+namespace {
+
+constexpr char reportModule[] = "485testfork";
+constexpr unsigned settleMicroseconds = 10 * 1000;
+constexpr time_t replyTimeoutSeconds = 2;
+constexpr int maxAttempts = 2;
+constexpr int maxLeadingZeros = 9;  // the bus idles into zero bytes before the reply
+constexpr uint8_t replyLead = 0xAA;
+constexpr size_t replyBytes = 5;  // after the lead
+constexpr size_t frameBytes = 8;
+constexpr int trialCount = 3;
+
+// 0xB5, address, command, four data bytes, and the sum of these seven, modulo 256.
+constexpr uint8_t Rs485TestFrames[trialCount][frameBytes] = {
+    {0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBE},
+    {0xB5, 0x01, 0x09, 0x00, 0x03, 0x00, 0x00, 0xC2},
+    {0xB5, 0x01, 0x08, 0x00, 0x01, 0x00, 0x00, 0xBF},
+};
+constexpr uint8_t stopFrame[frameBytes] = {0xB5, 0x01, 0x14, 0x00, 0x00, 0x00, 0x00, 0xCA};
+constexpr uint8_t Rs485ExpectedReply[replyBytes] = {0xBB, 0x20, 0x12, 0x11, 0x22};
+
+// How an attempt at the reply went, or one step of it.
+enum class Attempt {
+    passed,
+    again,   // the reply may still come
+    failed,  // ends the trial
+};
+
+void listenToBus() {
+    SetRs485TxEnable(0);
+    SetRs485RxEnable(1);
+    usleep(settleMicroseconds);
+}
+
+Attempt waitForReply(int fd) {
+    fd_set readable;
+    FD_ZERO(&readable);
+    FD_SET(fd, &readable);
+    timeval timeout = {};
+    timeout.tv_sec = replyTimeoutSeconds;
+    const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
+    if (ready < 0) {
+        printf("select RS485[%s]", strerror(errno));
+        return Attempt::failed;
+    }
+    if (ready == 0) {
+        printf("read select timeout[%s]", strerror(errno));
+        sleep(1);
+        return Attempt::again;
+    }
+    if (!FD_ISSET(fd, &readable)) {
+        printf("fd not set[%s]", strerror(errno));
+        sleep(1);
+        return Attempt::failed;
+    }
+    return Attempt::passed;
+}
+
+// Skips the zero bytes before the reply. Any other byte in the lead's place is dropped; what follows it is
+// left to the next attempt.
+Attempt findLead(int fd) {
+    uint8_t byte = 0;
+    int zeros = 0;
+    while (byte == 0) {
+        if (read(fd, &byte, 1) <= 0) {
+            SetRs485RxEnable(0);
+            return Attempt::again;
+        }
+        if (byte == 0 && ++zeros > maxLeadingZeros) {
+            printf("read 0 more than 10 times, return false");
+            return Attempt::failed;
+        }
+    }
+    if (byte != replyLead) {
+        SetRs485RxEnable(0);
+        return Attempt::again;
+    }
+    return Attempt::passed;
+}
+
+// A short read leaves the rest of reply as it was, which then fails the comparison.
+Attempt readReply(int fd, uint8_t (&reply)[replyBytes]) {
+    usleep(settleMicroseconds);
+    const ssize_t length = read(fd, reply, sizeof reply);
+    const int readError = errno;
+    usleep(settleMicroseconds);
+    if (length < 0) {
+        printf("RS485接收失败,%s\n", strerror(readError));
+        sleep(1);
+        return Attempt::again;
+    }
+    SetRs485RxEnable(0);
+    Attempt result = Attempt::passed;
+    for (size_t i = 0; i < replyBytes; ++i) {
+        if (reply[i] != Rs485ExpectedReply[i]) {
+            printf("RS485匹配数据失败");
+            result = Attempt::again;
+        }
+    }
+    return result;
+}
+
+Attempt receiveReply(int fd, uint8_t (&reply)[replyBytes]) {
+    Attempt result = waitForReply(fd);
+    if (result == Attempt::passed) {
+        result = findLead(fd);
+    }
+    if (result == Attempt::passed) {
+        result = readReply(fd, reply);
+    }
+    return result;
+}
+
+bool awaitReply(int fd) {
+    uint8_t reply[replyBytes];
+    memset(reply, 0x01, sizeof reply);
+    for (int attempt = 0;; ++attempt) {
+        listenToBus();
+        if (attempt == maxAttempts) {
+            return false;
+        }
+        const Attempt result = receiveReply(fd, reply);
+        if (result != Attempt::again) {
+            return result == Attempt::passed;
+        }
+    }
+}
+
+void runTrial(int fd, int number, int* successes, int* failures) {
+    if (WriteRs485Frame(fd, Rs485TestFrames[number - 1], frameBytes) < 0) {
+        ++*failures;
+        return;
+    }
+    usleep(settleMicroseconds);
+    if (awaitReply(fd)) {
+        ++*successes;
+        printf("RS485第 %d 次测试成功", number);
+    } else {
+        ++*failures;
+        printf("RS485第 %d 次测试失败", number);
+    }
+    if (WriteRs485Frame(fd, stopFrame, frameBytes) < 0) {
+        ++*failures;
+    }
+}
+
+}  // namespace
+
+void Rs485ExchangeTest(const char* path) {
+    const int fd = open(path, O_RDWR | O_NONBLOCK);
+    if (fd == -1) {
+        printf("设备 %s 不存在\n", path);
+        runResults.rs485Failed = 1;
+        return;
+    }
+    (void)InitSerialPort(fd, 9600, 3, 0, 0, 0);  // says itself what failed; the replies decide
+
+    int successes = 0;
+    int failures = 0;
+    for (int number = 1; number <= trialCount; ++number) {
+        runTrial(fd, number, &successes, &failures);
+    }
+    (void)close(fd);
+    printf("RS485测试成功次数为 %d，错误次数为 %d\n", successes, failures);
+
+    runResults.rs485Failed = successes == trialCount && failures == 0 ? 0 : 1;
+    if (runResults.rs485Failed == 0) {
+        reportLine("485测试成功\n");
+    } else {
+        reportLine("485测试失败\n");
+    }
+    usleep(settleMicroseconds);
+}
