@@ -1,0 +1,159 @@
+#include "vboard/board.h"
+
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <sstream>
+#include <stdexcept>
+
+#include "vboard/gbk.h"
+
+namespace vboard {
+
+namespace {
+
+constexpr std::size_t recordHeaderBytes = 8;
+
+std::string environmentOr(const char* name, const char* otherwise) {
+    const char* value = std::getenv(name);
+    return value != nullptr ? value : otherwise;
+}
+
+}  // namespace
+
+ToolCommand defaultToolCommand() {
+    ToolCommand command;
+    command.program = environmentOr("VBOARD_TOOL", VBOARD_DEFAULT_TOOL);
+    command.preload = environmentOr("VBOARD_PRELOAD", VBOARD_DEFAULT_PRELOAD);
+    std::istringstream words(environmentOr("VBOARD_EMULATOR", ""));
+    for (std::string word; words >> word;) {
+        command.emulator.push_back(word);
+    }
+    return command;
+}
+
+bool Run::exited() const {
+    return WIFEXITED(waitStatus);
+}
+
+int Run::exitStatus() const {
+    return exited() ? WEXITSTATUS(waitStatus) : -1;
+}
+
+int Run::signal() const {
+    return WIFSIGNALED(waitStatus) ? WTERMSIG(waitStatus) : 0;
+}
+
+std::string Run::decodeGbk(const std::string& bytes) {
+    return vboard::decodeGbk(bytes);
+}
+
+std::vector<std::string> Run::records() const {
+    std::vector<std::string> texts;
+    for (const std::string& bytes : writes) {
+        texts.push_back(decodeGbk(bytes.substr(std::min(recordHeaderBytes, bytes.size()))));
+    }
+    return texts;
+}
+
+bool Run::sawEndMarker() const {
+    return !writes.empty() && writes.back().ends_with("R8TESTEND");
+}
+
+std::vector<TraceEntry> Run::requests(const std::string& name, const std::string& where) const {
+    std::vector<TraceEntry> found;
+    std::copy_if(trace.begin(), trace.end(), std::back_inserter(found), [&](const TraceEntry& entry) {
+        return entry.request == name && (where.empty() || entry.where == where);
+    });
+    return found;
+}
+
+int Run::beeps() const {
+    const std::vector<TraceEntry> switches = requests("ZORIO_SET_BUZZER");
+    return static_cast<int>(std::count_if(switches.begin(), switches.end(),
+                                          [](const TraceEntry& entry) { return entry.data.at(0) == 1; }));
+}
+
+bool Run::anyRefused() const {
+    return std::any_of(trace.begin(), trace.end(), [](const TraceEntry& entry) { return entry.refused; });
+}
+
+std::vector<Device*> VirtualBoard::devices() {
+    return {&control, &processes, &operatorInput, &supervisor};
+}
+
+Run VirtualBoard::run(const std::vector<std::string>& toolArguments) {
+    ToolCommand command = defaultToolCommand();
+    command.arguments = toolArguments;
+    return run(command);
+}
+
+Run VirtualBoard::run(const ToolCommand& command) {
+    Machine machine;
+    machine.epoch = epoch;
+    machine.services.setuidError = setuidError;
+    for (Device* device : devices()) {
+        device->plugIn(machine);
+    }
+    Session session(machine, settings, operatorInput);
+    Run run;
+    static_cast<SessionResult&>(run) = session.run(command);
+    run.writes = supervisor.writes;
+    return run;
+}
+
+void VirtualBoard::configure(Section& section) {
+    section.text("shows", shows);
+    section.texts("arguments", arguments);
+    const auto read = [&section](const char* key, const auto& configureDevice) {
+        for (Section& part : section.sections(key)) {
+            configureDevice(part);
+            part.finish();
+        }
+    };
+    read("run", [this](Section& part) { configureRun(part); });
+    read("cpld", [this](Section& part) { control.configureCpld(part); });
+    read("control", [this](Section& part) { control.configure(part); });
+    read("alarm", [this](Section& part) { alarm.configure(part); });
+    read("processes", [this](Section& part) { processes.configure(part); });
+    read("operator", [this](Section& part) { operatorInput.configure(part); });
+    read("supervisor", [this](Section& part) { supervisor.configure(part); });
+    read("fault", [this](Section& part) { configureFaults(part); });
+}
+
+void VirtualBoard::configureRun(Section& section) {
+    section.seconds("requestCost", settings.requestCost);
+    section.seconds("timeLimit", settings.timeLimit);
+    Time interrupt{-1};
+    section.seconds("interruptAt", interrupt);
+    if (interrupt.count() >= 0) {
+        settings.interrupts.push_back(interrupt);
+    }
+    if (section.has("powerCutAfter")) {
+        settings.powerCutAfter = 0;
+        section.number("powerCutAfter", *settings.powerCutAfter);
+    }
+    if (section.has("setuidError")) {
+        section.error("setuidError", setuidError);
+    }
+    std::int64_t start = epoch.count();
+    section.number("epoch", start);
+    epoch = std::chrono::seconds(start);
+}
+
+void VirtualBoard::configureFaults(Section& section) {
+    Fault fault;
+    section.text("request", fault.request);
+    section.text("where", fault.where);
+    section.number("nth", fault.nth);
+    section.flag("fromThenOn", fault.fromThenOn);
+    section.error("error", fault.error);
+    if (fault.request.empty()) {
+        section.fail("request", "is missing");
+    }
+    settings.faults.push_back(fault);
+}
+
+}  // namespace vboard

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "vboard/scenario.h"
+
+namespace vboard {
+
+// The alarm lines and the test station's fixture that wires outputs back to inputs.
+class AlarmFixture {
+  public:
+    // wiring[k]: the inputs, counted from 1, that output k + 1 drives. No entry: nothing is connected.
+    std::vector<std::vector<unsigned>> wiring;
+    std::uint16_t stuckActive = 0;    // bit i: input i + 1 always reads active
+    std::uint16_t stuckInactive = 0;  // bit i: input i + 1 never does
+
+    bool initialized = false;
+    std::uint8_t outputs = 0;  // bit k: output k + 1 is on
+
+    std::uint16_t inputs() const;
+
+    void configure(Section& section);  // [alarm]
+};
+
+}  // namespace vboard

@@ -1,0 +1,301 @@
+#include "vboard/kernel/session.h"
+
+#include <poll.h>
+#include <signal.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <system_error>
+#include <thread>
+
+namespace vboard {
+
+Session::Session(Machine& machine, const RunSettings& settings, Node& standardInput)
+    : machine_(machine),
+      settings_(settings),
+      faults_(settings.faults),
+      systemCalls_(machine, faults_, settings.selectWritesBack),
+      standardInput_(standardInput) {}
+
+Session::~Session() {
+    for (Task& task : tasks_) {
+        endTask(task);
+    }
+}
+
+SessionResult Session::run(ToolCommand command) {
+    int toolsEnd = -1;
+    const auto process = std::make_shared<Process>();
+    process->files[STDIN_FILENO] = std::make_shared<OpenFile>(OpenFile{&standardInput_, "standard input"});
+    Task& first = addTask("main", process, true, toolsEnd);
+    tool_ = std::make_unique<ToolProcess>(command, toolsEnd);
+    (void)close(toolsEnd);
+    wallStart_ = std::chrono::steady_clock::now();
+
+    machine_.clock.at(Time(0), [this, &first] { send(first); });
+    for (const Time moment : settings_.interrupts) {
+        machine_.clock.at(moment, [this] { interrupt(); });
+    }
+    loop();
+    result_.waitStatus = tool_->wait();
+    collectOutput();
+    result_.elapsed = machine_.clock.now();
+    return std::move(result_);
+}
+
+Task& Session::addTask(std::string name, std::shared_ptr<Process> process, bool isFirstOfProcess,
+                       int& toolsEnd) {
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == -1) {
+        throw std::system_error(errno, std::generic_category(), "socketpair");
+    }
+    toolsEnd = ends[1];
+    Task& task = tasks_.emplace_back();
+    task.name = std::move(name);
+    task.process = std::move(process);
+    task.isFirstOfProcess = isFirstOfProcess;
+    task.connection = ends[0];
+    return task;
+}
+
+void Session::loop() {
+    while (std::any_of(tasks_.begin(), tasks_.end(), [](const Task& task) { return !task.ended; })) {
+        if (!step()) {
+            return;
+        }
+    }
+}
+
+// One move: the running task's next request, or a wait that is over, or the next event. False ends the run.
+bool Session::step() {
+    if (Task* task = runningTask()) {
+        return awaitRequest(*task);
+    }
+    if (completeReadyWait()) {
+        return true;
+    }
+    if (!machine_.clock.hasEvents()) {
+        stop("every task waits for something that never happens");
+        return false;
+    }
+    const Time next = machine_.clock.nextEvent();
+    if (next > settings_.timeLimit) {
+        stop("the virtual time limit of " +
+             std::to_string(std::chrono::duration_cast<std::chrono::seconds>(settings_.timeLimit).count()) +
+             " s is reached");
+        return false;
+    }
+    pace(next);
+    machine_.clock.advance();
+    return true;
+}
+
+Task* Session::runningTask() {
+    const auto found =
+        std::find_if(tasks_.begin(), tasks_.end(), [](const Task& task) { return task.running; });
+    return found == tasks_.end() ? nullptr : &*found;
+}
+
+bool Session::completeReadyWait() {
+    for (Task& task : tasks_) {
+        if (task.wait && task.wait->ready && task.wait->ready()) {
+            completeWait(task, 0, 0);
+            return true;
+        }
+    }
+    return false;
+}
+
+void Session::beginWait(Task& task, Wait wait) {
+    const std::uint64_t number = ++task.waitNumber;
+    if (wait.deadline) {
+        machine_.clock.at(*wait.deadline, [this, &task, number] {
+            if (task.wait && task.waitNumber == number) {
+                completeWait(task, 0, 0);
+            }
+        });
+    }
+    task.wait = std::move(wait);
+}
+
+void Session::completeWait(Task& task, int error, int signal) {
+    const Wait wait = std::move(*task.wait);
+    task.wait.reset();
+    wait.complete(task.reply);
+    if (error != 0) {
+        task.reply.error = error;
+        task.reply.result = -1;
+    }
+    task.reply.signal = signal;
+    TraceEntry& entry = result_.trace[task.traceIndex];
+    entry.result = task.reply.result;
+    entry.error = task.reply.error;
+    entry.data.assign(task.reply.data, task.reply.data + task.reply.size);
+    replyLater(task);
+}
+
+void Session::replyLater(Task& task) {
+    machine_.clock.after(settings_.requestCost, [this, &task] { send(task); });
+}
+
+void Session::send(Task& task, int passedDescriptor) {
+    if (task.ended) {
+        return;
+    }
+    task.reply.signal = task.pendingSignal != 0 ? std::exchange(task.pendingSignal, 0) : task.reply.signal;
+    iovec part = {&task.reply, wire::replyHeaderBytes + task.reply.size};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    if (passedDescriptor != -1) {
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr* header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof(int));
+        std::memcpy(CMSG_DATA(header), &passedDescriptor, sizeof passedDescriptor);
+        (void)sendmsg(task.connection, &message, MSG_NOSIGNAL);
+        (void)close(passedDescriptor);
+    } else {
+        (void)sendmsg(task.connection, &message, MSG_NOSIGNAL);  // a dead task shows at the next receive
+    }
+    task.running = true;
+}
+
+// False when the tool hangs or was stopped.
+bool Session::awaitRequest(Task& task) {
+    pollfd watched[] = {{task.connection, POLLIN, 0},
+                        {tool_->outputDescriptor(), POLLIN, 0},
+                        {tool_->errorsDescriptor(), POLLIN, 0}};
+    const int limit = static_cast<int>(std::chrono::milliseconds(settings_.silenceLimit).count());
+    for (;;) {
+        const ssize_t size = recv(task.connection, &request_, sizeof request_, MSG_DONTWAIT);
+        if (size >= static_cast<ssize_t>(wire::requestHeaderBytes)) {
+            task.running = false;
+            collectOutput();
+            handle(task);
+            return true;
+        }
+        if (size == 0 || (size == -1 && errno != EAGAIN && errno != EINTR)) {
+            collectOutput();
+            endTask(task);
+            return true;
+        }
+        if (poll(watched, 3, limit) == 0) {
+            stop("the tool made no request for " + std::to_string(settings_.silenceLimit.count()) +
+                 " s of real time");
+            return false;
+        }
+        if ((watched[1].revents | watched[2].revents) & POLLIN) {
+            collectOutput();
+        }
+    }
+}
+
+void Session::handle(Task& task) {
+    TraceEntry entry;
+    entry.at = machine_.clock.now();
+    entry.task = task.name;
+    task.reply = {};
+    std::optional<Wait> wait = systemCalls_.perform(*task.process, request_, task.reply, entry);
+    entry.result = task.reply.result;
+    entry.error = task.reply.error;
+    task.traceIndex = result_.trace.size();
+    result_.trace.push_back(std::move(entry));
+
+    const bool starts = request_.call == wire::Call::startThread || request_.call == wire::Call::startProcess;
+    if (starts && task.reply.error == 0) {
+        startTask(task);
+    } else if (wait) {
+        beginWait(task, std::move(*wait));
+    } else {
+        replyLater(task);
+    }
+    if (SystemCalls::canFail(request_.call) && ++result_.requestCount == settings_.powerCutAfter) {
+        stop("power cut");
+    }
+}
+
+// The new task may go on right after its parent; both know of it before the clock moves.
+void Session::startTask(Task& parent) {
+    const bool isThread = request_.call == wire::Call::startThread;
+    const std::string name =
+        isThread ? "thread " + std::to_string(++threadCount_) : "child " + std::to_string(++childCount_);
+    int toolsEnd = -1;
+    Task& started = addTask(name, isThread ? parent.process : std::make_shared<Process>(*parent.process),
+                            !isThread, toolsEnd);
+    machine_.clock.after(settings_.requestCost, [this, &parent, toolsEnd] { send(parent, toolsEnd); });
+    replyLater(started);
+}
+
+// The end of a process's first task is the end of the process and of its threads.
+void Session::endTask(Task& task) {
+    if (task.ended) {
+        return;
+    }
+    (void)close(task.connection);
+    task.ended = true;
+    task.running = false;
+    task.wait.reset();
+    if (!task.isFirstOfProcess) {
+        return;
+    }
+    for (Task& other : tasks_) {
+        if (other.process == task.process) {
+            endTask(other);
+        }
+    }
+    if (&task == &tasks_.front()) {
+        for (const auto& [descriptor, file] : task.process->files) {
+            if (descriptor != STDIN_FILENO) {
+                result_.openAtEnd.push_back(file->path);
+            }
+        }
+    }
+    task.process->files.clear();
+}
+
+void Session::interrupt() {
+    for (Task& task : tasks_) {
+        if (task.ended || !task.isFirstOfProcess) {
+            continue;
+        }
+        if (task.wait) {
+            completeWait(task, EINTR, SIGINT);
+        } else {
+            task.pendingSignal = SIGINT;
+        }
+    }
+}
+
+void Session::collectOutput() {
+    const auto collect = [this](std::string& all, const std::string& text, const auto& watcher) {
+        all += text;
+        if (watcher && !text.empty()) {
+            watcher(machine_.clock.now(), text);
+        }
+    };
+    collect(result_.output, tool_->takeOutput(), settings_.onOutput);
+    collect(result_.errors, tool_->takeErrors(), settings_.onErrors);
+}
+
+void Session::stop(const std::string& reason) {
+    result_.stopReason = reason;
+    tool_->kill();
+    (void)tool_->wait();
+    for (Task& task : tasks_) {
+        endTask(task);
+    }
+}
+
+void Session::pace(Time next) const {
+    if (settings_.realTime) {
+        std::this_thread::sleep_until(wallStart_ + next);
+    }
+}
+
+}  // namespace vboard

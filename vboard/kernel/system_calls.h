@@ -1,0 +1,58 @@
+#pragma once
+
+#include <set>
+#include <string>
+
+#include "vboard/kernel/faults.h"
+#include "vboard/kernel/machine.h"
+#include "vboard/kernel/process.h"
+#include "vboard/kernel/trace.h"
+
+namespace vboard {
+
+// The board's kernel: answers one request after the other from the file tree and the devices behind it.
+class SystemCalls {
+  public:
+    SystemCalls(Machine& machine, Faults& faults, bool selectWritesBack)
+        : machine_(machine), faults_(faults), selectWritesBack_(selectWritesBack) {}
+
+    // Answers into reply, or says what the task has to wait for. entry tells the trace what was asked.
+    std::optional<Wait> perform(Process& process, const wire::Request& request, wire::Reply& reply,
+                                TraceEntry& entry);
+
+    // Whether a request is one that a fault may strike and that a power cut is counted in.
+    static bool canFail(wire::Call call);
+
+  private:
+    struct Context {
+        Process& process;
+        const wire::Request& request;
+        wire::Reply& reply;
+        TraceEntry& entry;
+        OpenFile* file;
+    };
+
+    void describe(Context& context) const;
+    std::optional<Wait> answer(Context& context);
+    std::optional<Wait> answerFile(Context& context);
+    std::optional<Wait> answerPath(Context& context);
+    void answerTerminal(Context& context);
+    void open(Context& context);
+    void openDirectory(Context& context);
+    void readDirectory(Context& context);
+    void ioctl(Context& context);
+    void write(Context& context);
+    void seek(Context& context);
+    void runCommand(Context& context);
+    void fileSystem(Context& context);
+    std::optional<Wait> read(Context& context);
+    std::optional<Wait> select(Context& context);
+    std::optional<Wait> sleep(Context& context);
+    void addFile(Context& context, OpenFile file);
+
+    Machine& machine_;
+    Faults& faults_;
+    bool selectWritesBack_;
+};
+
+}  // namespace vboard

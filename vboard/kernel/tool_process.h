@@ -1,0 +1,55 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace vboard {
+
+// Where the tool's standard output leads: what stdio makes of it differs.
+enum class OutputKind { pipe, file, terminal };
+
+// How a host program is started as the tool.
+struct ToolCommand {
+    std::vector<std::string> emulator;  // in front of the program, for builds of another machine
+    std::string program;
+    std::string preload;  // the preload library, built for the tool's machine
+    std::vector<std::string> arguments;
+    std::vector<std::string> environment;  // "NAME=value", beyond what the board sets itself
+    OutputKind standardOutput = OutputKind::pipe;
+    bool mergeErrors = false;  // standard error goes where standard output goes
+};
+
+// The tool as a host process with its output channels. It runs in a process group of its own and dies with
+// this object.
+class ToolProcess {
+  public:
+    // Starts the program; connection is handed to it as its first task's. Throws std::system_error.
+    ToolProcess(const ToolCommand& command, int connection);
+    ~ToolProcess();
+    ToolProcess(const ToolProcess&) = delete;
+    ToolProcess& operator=(const ToolProcess&) = delete;
+
+    // What the tool wrote since the last look, without waiting.
+    std::string takeOutput();
+    std::string takeErrors();
+
+    // Descriptors to poll for more output; -1 for a file, which never keeps the tool waiting.
+    int outputDescriptor() const { return kind_ == OutputKind::file ? -1 : output_; }
+    int errorsDescriptor() const { return errors_; }
+
+    void kill();
+    int wait();  // waits for the end; the status as waitpid(2) gives it
+
+  private:
+    pid_t pid_ = -1;
+    int status_ = 0;
+    int output_ = -1;
+    int errors_ = -1;
+    off_t position_ = 0;  // in an output file
+    OutputKind kind_;
+};
+
+}  // namespace vboard

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include "vboard/wire.h"
+
+// The way from the tool's libc calls to the virtual board. Each task has a connection of its own and waits
+// for its answer, so nothing here needs a lock.
+
+namespace vboard::preload {
+
+// A request with its data behind it; the reply comes back in the same place.
+struct Exchange {
+    wire::Request request = {};
+    wire::Reply reply = {};
+
+    explicit Exchange(wire::Call call, int descriptor = -1);
+
+    Exchange& argument(int index, std::int64_t value);
+    Exchange& data(const void* bytes, std::size_t size);
+    Exchange& text(const char* text);  // adds the text and its NUL
+
+    // Asks and waits. Raises the signal that the board orders, if any; then the result, or -1 with errno.
+    std::int64_t perform();
+};
+
+// Standard output and error are real: they lead to whoever started the board.
+bool isHostDescriptor(int descriptor);
+
+// The connection that came with the last reply to startThread or startProcess.
+int takePassedConnection();
+
+// Makes the connection this task's own and waits for its permission to start.
+void becomeTask(int connection);
+
+// In a forked child: drops the parent's connections, so that the board sees its tasks end when they end.
+void dropInheritedConnections();
+
+void closeConnection(int connection);
+
+}  // namespace vboard::preload

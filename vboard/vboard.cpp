@@ -1,0 +1,177 @@
+// The launcher: runs a program, usually the tool, on a virtual board and shows what it says.
+
+#include <CLI/CLI.hpp>
+
+#include <cstdio>
+#include <fstream>
+#include <iostream>
+
+#include "vboard/board.h"
+#include "vboard/gbk.h"
+
+using namespace vboard;
+
+namespace {
+
+constexpr int wrongUse = 2;
+constexpr int stoppedByBoard = 3;
+constexpr int signalStatusBase = 128;  // as a shell has it
+
+struct Options {
+    std::string scenario;
+    std::vector<std::string> command;
+    std::string traceFile;
+    std::string fifo;
+    bool raw = false;
+    bool timestamps = false;
+    bool realTime = false;
+    bool list = false;
+};
+
+// Shows a stream of bytes to a person: UTF-8, with the virtual time in front of each line on request.
+class Screen {
+  public:
+    Screen(std::FILE* stream, const Options& options) : stream_(stream), options_(options) {}
+
+    void show(Time at, std::string_view bytes) {
+        const std::string text = options_.raw ? std::string(bytes) : gbk_.decode(std::string(bytes));
+        for (const char character : text) {
+            if (options_.timestamps && atLineStart_) {
+                (void)std::fprintf(stream_, "%10.3f  ", static_cast<double>(at.count()) / 1e9);
+            }
+            (void)std::fputc(character, stream_);
+            atLineStart_ = character == '\n';
+        }
+        (void)std::fflush(stream_);
+    }
+
+    void endLine() {
+        if (!options_.raw && !atLineStart_) {
+            (void)std::fputc('\n', stream_);
+        }
+    }
+
+  private:
+    std::FILE* stream_;
+    const Options& options_;
+    GbkStream gbk_;
+    bool atLineStart_ = true;
+};
+
+int showScenarios() {
+    for (const auto& [name, shows] : listScenarios()) {
+        std::cout << name << std::string(name.size() < 24 ? 24 - name.size() : 1, ' ') << shows << "\n";
+    }
+    return 0;
+}
+
+ToolCommand toolCommand(const Options& options, const VirtualBoard& board) {
+    ToolCommand command = defaultToolCommand();
+    command.arguments = board.arguments;
+    if (!options.command.empty()) {
+        const std::string& program = options.command.front();
+        command.program = program == "r8" ? command.program : program;
+        command.arguments.assign(options.command.begin() + 1, options.command.end());
+    }
+    return command;
+}
+
+void writeTrace(const Options& options, const Run& run) {
+    if (options.traceFile.empty()) {
+        return;
+    }
+    std::ofstream file(options.traceFile);
+    file << toText(run.trace);
+    if (!file.flush()) {
+        throw std::runtime_error("can not write the trace to " + options.traceFile);
+    }
+}
+
+int statusOf(const Run& run) {
+    if (!run.stopReason.empty()) {
+        return stoppedByBoard;
+    }
+    return run.exited() ? run.exitStatus() : signalStatusBase + run.signal();
+}
+
+std::string howItEnded(const Run& run) {
+    if (!run.stopReason.empty()) {
+        return "stopped: " + run.stopReason;
+    }
+    return run.exited() ? "tool ended with status " + std::to_string(run.exitStatus())
+                        : "tool ended by signal " + std::to_string(run.signal());
+}
+
+void sayEnd(const Run& run) {
+    (void)std::fprintf(stderr, "vboard: %s after %.3f s of board time%s\n", howItEnded(run).c_str(),
+                       static_cast<double>(run.elapsed.count()) / 1e9,
+                       run.sawEndMarker() ? ", end marker seen" : "");
+    for (const TraceEntry& entry : run.trace) {
+        if (entry.refused) {
+            (void)std::fprintf(stderr, "vboard: %s\n", entry.text().c_str());
+        }
+    }
+}
+
+int launch(const Options& options) {
+    VirtualBoard board(options.scenario);
+    Screen console(stdout, options);
+    Screen errors(stderr, options);
+    board.settings.realTime = options.realTime;
+    board.settings.onOutput = [&console](Time at, std::string_view bytes) { console.show(at, bytes); };
+    board.settings.onErrors = [&errors](Time at, std::string_view bytes) { errors.show(at, bytes); };
+    board.supervisor.hostFifo = options.fifo;
+    if (options.fifo.empty()) {
+        board.supervisor.onWrite = [&console](Time at, std::string_view record) {
+            constexpr std::size_t headerBytes = 8;
+            console.show(at, record.substr(std::min(headerBytes, record.size())));
+        };
+    }
+    const Run run = board.run(toolCommand(options, board));
+    console.endLine();
+    errors.endLine();
+    writeTrace(options, run);
+    sayEnd(run);
+    return statusOf(run);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    Options options;
+    CLI::App app{
+        "Runs the board-test tool on a virtual board, off the factory floor.\n"
+        "SCENARIO is the name of one (see --list) or a file. R8 is \"r8\" for the tool of this build or\n"
+        "the path of another build; without a command the tool gets the scenario's own arguments.\n"
+        "In networked mode the launcher is the supervising process: it reads the records and shows them.\n"
+        "Ends with the tool's exit status; 128 + n after signal n; 2 for wrong use; 3 when the board had\n"
+        "to stop the run."};
+    app.add_flag("--list", options.list, "name the scenarios and what each one shows");
+    app.add_flag("--raw", options.raw, "leave the bytes as they are (GBK), for programs that read them");
+    app.add_flag("--timestamps", options.timestamps, "put the board's time in seconds in front of each line");
+    app.add_flag("--real-time", options.realTime, "let the board's time pass as slowly as a wall clock");
+    app.add_option("--trace", options.traceFile, "write every request of the tool to this file")
+        ->type_name("FILE");
+    app.add_option("--fifo", options.fifo,
+                   "hand the records to the reader of this FIFO instead of showing them")
+        ->type_name("PATH");
+    app.add_option("scenario", options.scenario, "board to run on");
+    app.add_option("command", options.command, "the tool and its arguments, behind --");
+    try {
+        app.parse(argc, argv);
+        if (options.list) {
+            return showScenarios();
+        }
+        if (options.scenario.empty()) {
+            throw CLI::RequiredError("SCENARIO");
+        }
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : wrongUse;
+    }
+    try {
+        return launch(options);
+    } catch (const std::exception& error) {
+        std::cerr << "vboard: " << error.what() << "\n";
+        return wrongUse;
+    }
+}
