@@ -1,6 +1,11 @@
 // Runs one procedure of the tool with records set by hand: module_runner [FIELD=VALUE ...] PROCEDURE
 // [ARGUMENT] It is started on the virtual board like the tool itself.
 
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <sys/mount.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,6 +13,7 @@
 #include "board/board_config.h"
 #include "board/buzzer_watchdog.h"
 #include "driver/pm_update_run.h"
+#include "driver/report/report_channel.h"
 #include "driver/report/run_results.h"
 #include "driver/summary.h"
 #include "storage/sata_test.h"
@@ -26,16 +32,53 @@ bool assign(const char* setting, const char* name, Number& field) {
 
 #define FIELD(record, name) assign(setting, #name, record.name)
 
+// Networked mode, as the driver sets it up.
+bool openPipe(const char* setting) {
+    if (std::strcmp(setting, "pipe=1") != 0) {
+        return false;
+    }
+    reportPipeFd = open("/var/r8.fifo", O_WRONLY | O_NONBLOCK);
+    consoleMode = 0;
+    return reportPipeFd != -1;
+}
+
 bool set(const char* setting) {
-    return FIELD(boardConfig, diskPortCount) || FIELD(boardConfig, esataPortCount) ||
+    return openPipe(setting) || FIELD(boardConfig, diskPortCount) || FIELD(boardConfig, esataPortCount) ||
            FIELD(boardConfig, usbPortCount) || FIELD(boardConfig, chipTempCheckEnabled) ||
            FIELD(runResults, usbFoundCount) || FIELD(runResults, sataFailedMask) ||
            FIELD(runResults, networkFailed) || FIELD(runResults, rs485Failed) ||
            FIELD(runResults, alarmFailed) || FIELD(runResults, rtcFailed) || FIELD(runResults, cpldOk);
 }
 
+void say(const char* what, long result) {
+    if (result == -1) {
+        std::perror(what);
+    } else {
+        std::printf("%s: %ld\n", what, result);
+    }
+}
+
+// What no tool may do: the board has to refuse it, and the host must not notice.
+void escape() {
+    (void)dup2(STDOUT_FILENO, STDERR_FILENO);
+    say("open /etc/passwd", open("/etc/passwd", O_RDONLY));
+    say("ioctl 0x1234", ioctl(open("/dev/zorio", O_RDWR), 0x1234, 0UL));
+    say("system", system("touch /tmp/escaped"));
+    say("mount", mount("/dev/sdz", "/tmp", "ext4", 0, nullptr));
+}
+
+void showBoardConfig() {
+    (void)loadBoardConfig(0);
+    std::printf("poe %d panel %d disks %d esata %d\n", boardConfig.poeSwitchPresent, boardConfig.panelPresent,
+                boardConfig.diskPortCount, boardConfig.esataPortCount);
+}
+
 int call(const char* procedure, int argument) {
-    if (std::strcmp(procedure, "beep") == 0) {
+    if (std::strcmp(procedure, "escape") == 0) {
+        escape();
+    } else if (std::strcmp(procedure, "loadBoardConfig") == 0) {
+        showBoardConfig();
+    } else if (std::strcmp(procedure, "beep") == 0) {
         beep(argument);
     } else if (std::strcmp(procedure, "printSummary") == 0) {
         printSummary();

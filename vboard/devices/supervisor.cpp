@@ -7,12 +7,6 @@
 
 namespace vboard {
 
-namespace {
-
-constexpr std::size_t pipeBytes = 65536;  // what a pipe holds on Linux, pipe(7)
-
-}  // namespace
-
 Supervisor::~Supervisor() {
     if (hostDescriptor_ != -1) {
         (void)::close(hostDescriptor_);
@@ -23,6 +17,7 @@ void Supervisor::configure(Section& section) {
     section.flag("fifoPresent", fifoPresent);
     section.choice("reader", reader,
                    {{"reads", Reader::reads}, {"absent", Reader::absent}, {"never", Reader::never}});
+    section.number("pipeBytes", pipeBytes);
     if (section.has("leavesAfter")) {
         leavesAfter = 0;
         section.number("leavesAfter", *leavesAfter);

@@ -22,6 +22,7 @@ class Supervisor : public Device, public Node {
     bool fifoPresent = true;
     Reader reader = Reader::reads;
     std::optional<unsigned> leavesAfter;  // records; then the pipe has no reader any more
+    std::size_t pipeBytes = 65536;        // what the pipe holds; Linux's default, pipe(7)
     std::string hostFifo;                 // a host's FIFO that gets what the tool writes, instead of us
 
     std::vector<std::string> writes;  // what each write(2) brought, whole

@@ -1,0 +1,246 @@
+// The tool's command line: every form with its messages, its exit status, and whether the board was touched.
+
+#include "tests/texts.h"
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::Not;
+using vboard::Run;
+using vboard::VirtualBoard;
+
+namespace {
+
+constexpr char loaded[] = "设备网卡个数(2)\n";
+constexpr char range[] = "请选择测试序号(1~11)\n";
+constexpr char outOfRange[] = "请输入正确的测试序号.(1~11)";
+constexpr char malformed[] = "参数非法\n";
+constexpr char threeBeeps[] = "";  // the buzzer test says nothing
+
+// Whether anything but the board description was asked of the control device.
+bool prepared(const Run& run) {
+    return !run.requests("ZORIO_SET_WDT_TIMEOUT").empty();
+}
+
+}  // namespace
+
+TEST(CommandLine, RejectedFormsSayWhyAndLeaveTheBoardAlone) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string message;
+    } cases[] = {
+        {{"-x", "1"}, malformed},
+        {{"-h", "5"}, malformed},
+        {{"--help", "-o", "1"}, malformed},
+        {{"netR8test", "1"}, malformed},
+        {{"netR8test", "-o", "1"}, malformed},
+        {{"-o", "x"}, range},
+        {{"-o", "xyz"}, std::string(range) + range},
+        {{"-o", "1x"}, range},
+        {{"-o", "1x5"}, std::string(range) + range},
+        {{"-o", "-1"}, range},
+        {{"-o", "0"}, outOfRange},
+        {{"-o", ""}, outOfRange},
+        {{"-O", "12"}, outOfRange},
+        {{"-o", "99", "3"}, outOfRange},
+        {{"-o", "123"}, std::string(range) + outOfRange},
+        {{"-o", "00"}, outOfRange},
+    };
+    for (const auto& [arguments, message] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        const auto run = board.run(arguments);
+        EXPECT_EQ(run.console(), loaded + message) << testing::PrintToString(arguments);
+        EXPECT_EQ(run.exitStatus(), 0);
+        EXPECT_FALSE(prepared(run));
+        EXPECT_TRUE(run.writes.empty());
+    }
+}
+
+TEST(CommandLine, AcceptedFormsRunTheTestTheGivenNumberOfTimes) {
+    const struct {
+        std::vector<std::string> arguments;
+        std::string says;
+        int beeps;
+    } cases[] = {
+        {{"-o", "2"}, threeBeeps, 3},      {{"-O", "02"}, threeBeeps, 3},
+        {{"-o", "2", "1"}, threeBeeps, 3}, {{"-o", "2", "2"}, "\n第1次测试\n\n第2次测试\n", 6},
+        {{"-o", "2", "0"}, "", 0},         {{"-o", "2", "many"}, "", 0},
+        {{"-o", "029"}, range, 3},         {{"-o", "7", "0"}, "", 0},
+        {{"-o", "10", "0"}, "", 0},
+    };
+    for (const auto& [arguments, says, beeps] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        const auto run = board.run(arguments);
+        EXPECT_EQ(run.console(), loaded + says) << testing::PrintToString(arguments);
+        EXPECT_EQ(run.beeps(), beeps) << testing::PrintToString(arguments);
+        EXPECT_EQ(run.exitStatus(), 0);
+        EXPECT_EQ(board.processes.killed, std::vector<std::string>{"417"});
+    }
+}
+
+TEST(CommandLine, FullRunOnTheConsoleForEveryOtherForm) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{}, {"foo"}, {"-o"}, {"-o", "1", "2", "3"}, {"-h", "1", "2", "3"}}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        const auto run = board.run(arguments);
+        EXPECT_THAT(run.console(),
+                    testing::StartsWith(loaded + std::string("no kill vidapp\n第1步:蜂鸣器测试\n")));
+        EXPECT_THAT(run.console(), testing::EndsWith("-\nR8测试结束\n"));
+        EXPECT_TRUE(run.writes.empty());
+        EXPECT_TRUE(board.processes.killed.empty());
+        EXPECT_EQ(run.exitStatus(), 0);
+    }
+}
+
+TEST(CommandLine, NetworkedFormsReportToThePipe) {
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"netR8test"}, {"netR8test", "1", "2", "3"}}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        const auto run = board.run(arguments);
+        EXPECT_TRUE(run.sawEndMarker());
+        EXPECT_TRUE(board.supervisor.closed);
+        EXPECT_THAT(run.console(), Not(HasSubstr("步:")));
+        EXPECT_EQ(run.openAtEnd, std::vector<std::string>{"/dev/zorio"});  // the run's own, kept to the end
+    }
+}
+
+TEST(CommandLine, UsageTextRowByRow) {
+    const std::string usage =
+        "r8 ver1.02(2009-4-3)\n"
+        "this program will excute the follow test\n"
+        "No.1 : \t\t\tShow board Info\n"
+        "No.2 : \t\t\tBuzzer test\n"
+        "No.3 : \t\t\tFront-board test\n"
+        "No.4 : \t\t\t485 com test\n"
+        "No.5 : \t\t\tIop test\n"
+        "No.6 : \t\t\tRTC test\n"
+        "No.7: \t\t\tUSB port test\n"
+        "No.8: \t\t\tSATA test\n"
+        "No.9: \t\t\tWatchdog test,Restart system\n\n"
+        "No.10: \t\t\tpmp test,Restart system\n\n"
+        "No.11 : \t\t\tNetwork moudel configure show\n"
+        "r8 -h or r8 --help for help information\n"
+        "If you want to do all the tests, please run r8 \n"
+        "If you want to do only one test of them ,please run r8 -o  <No.> \n"
+        "        eg. r8 -o 4   then only test 485 port\n";
+    for (const char* option : {"-h", "--help"}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        const auto run = board.run({option});
+        EXPECT_EQ(run.console(), loaded + usage);
+        EXPECT_EQ(run.exitStatus(), 0);
+        EXPECT_FALSE(prepared(run));
+    }
+}
+
+TEST(StartUp, FailuresOfTheBoardEndTheToolOrAreSaid) {
+    const struct {
+        const char* what;
+        void (*breakBoard)(VirtualBoard&);
+        std::vector<std::string> arguments;
+        std::string says;
+        int status;
+    } cases[] = {
+        {"control device missing, single test",
+         [](VirtualBoard& board) { board.control.present = false; },
+         {"-o", "2"},
+         "open zorio failed !\n\n打开hwInfo设备出错!\n",
+         1},
+        {"control device missing, full run",
+         [](VirtualBoard& board) { board.control.present = false; },
+         {},
+         "open zorio failed !\n\n打开hwInfo设备出错!\n",
+         1},
+        {"watchdog refuses, single test",
+         [](VirtualBoard& board) {
+             board.settings.faults.push_back({"ZORIO_SET_WDT_TIMEOUT", ""});
+         },
+         {"-o", "2"},
+         std::string(loaded) + "初始化看门狗失败!\n",
+         1},
+        {"watchdog refuses, full run",
+         [](VirtualBoard& board) {
+             board.settings.faults.push_back({"ZORIO_SET_WDT_TIMEOUT", ""});
+         },
+         {},
+         std::string(loaded) + "初始化看门狗失败!\n",
+         1},
+        {"description unreadable",
+         [](VirtualBoard& board) {
+             board.settings.faults.push_back({"ZORIO_GET_CPLD_INFO", "", 1, false, ENXIO});
+         },
+         {"-o", "2"},
+         "ioctl get cpld error, errno=6.\nCPLD读取失败,No such device or address\n",
+         0},
+        {"not the super-user",
+         [](VirtualBoard& board) { board.setuidError = EPERM; },
+         {"-o", "2"},
+         std::string("切换到超级用户失败，可能会对R8的某些项测试有影响\n") + loaded,
+         0},
+        {"no pipe",
+         [](VirtualBoard& board) { board.supervisor.fifoPresent = false; },
+         {"netR8test"},
+         std::string(loaded) + "打开命名管道出错\n",
+         0},
+        {"nobody reads the pipe",
+         [](VirtualBoard& board) { board.supervisor.reader = vboard::Supervisor::Reader::absent; },
+         {"netR8test"},
+         std::string(loaded) + "打开命名管道出错\n",
+         0},
+    };
+    for (const auto& [what, breakBoard, arguments, says, status] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        breakBoard(board);
+        const auto run = board.run(arguments);
+        EXPECT_EQ(run.console(), says) << what;
+        EXPECT_EQ(run.exitStatus(), status) << what;
+    }
+}
+
+TEST(StartUp, PreparesTheBoardInThisOrder) {
+    VirtualBoard board = VirtualBoard::healthy();
+    const std::vector<std::string> expected = {
+        "0.000 open O_RDWR", "0.000 ZORIO_GET_CPLD_INFO",       "0.100 close",
+        "0.100 open O_RDWR", "0.100 ZORIO_SET_WDT_TIMEOUT 0x7", "0.100 ZORIO_SET_MODE 0x0",
+        "0.100 close",
+    };
+    const auto run = board.run({"-o", "2", "0"});
+    EXPECT_EQ(sequence(run, "/dev/zorio"), expected);
+    EXPECT_EQ(run.requests("opendir", "/proc").at(0).at / 1ms, 2100);
+    EXPECT_EQ(board.control.watchdogTimeout, 7U);
+}
+
+TEST(StartUp, Test4WaitsTenSecondsOnceBeforeItsRepetitions) {
+    VirtualBoard board = VirtualBoard::healthy();
+    const std::vector<vboard::TraceEntry> sleeps = board.run({"-o", "4", "0"}).requests("sleep");
+    ASSERT_FALSE(sleeps.empty());
+    EXPECT_EQ(sleeps.back().arguments, "10s");
+}
+
+TEST(MainApplication, OnlyTheExactFirstArgumentIsKilledAndOnlyOnce) {
+    using Processes = std::vector<vboard::BoardProcess>;
+    const vboard::BoardProcess init{"1", {"init"}};
+    const vboard::BoardProcess application{"417", {"./vidapp", "-d"}};
+    const struct {
+        const char* what;
+        Processes processes;
+        std::vector<std::string> killed;
+        std::string says;
+    } cases[] = {
+        {"first of two", {init, application, {"500", {"./vidapp"}}}, {"417"}, ""},
+        {"other path", {{"2", {"/opt/app/vidapp"}}, {"3", {"vidapp"}}}, {}, ""},
+        {"longer name", {{"2", {"./vidapp2"}}, {"3", {"./vidapplication"}}}, {}, ""},
+        {"no arguments at all", {{"2", {}}, application}, {"417"}, ""},
+        {"other entries are not opened", {{"self", {}, true}, {"12a", {}, true}, application}, {"417"}, ""},
+        {"a process vanished", {init, {"77", {}, true}, application}, {}, "can not open /proc/77/cmdline \n"},
+    };
+    for (const auto& [what, processes, killed, says] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        board.processes.processes = processes;
+        const auto run = board.run({"-o", "2", "0"});
+        EXPECT_EQ(board.processes.killed, killed) << what;
+        EXPECT_EQ(run.console(), loaded + says) << what;
+        EXPECT_TRUE(run.openAtEnd.empty()) << what;
+    }
+    VirtualBoard board = VirtualBoard::healthy();
+    board.processes.procPresent = false;
+    EXPECT_EQ(board.run({"-o", "2", "0"}).errors, "can not open directory /proc\n");
+}

@@ -1,0 +1,134 @@
+// The full run's steps: their order and numbers, the gate, the RS485 port, buzzer and watchdog.
+
+#include <regex>
+
+#include "tests/texts.h"
+
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+using vboard::VirtualBoard;
+
+namespace {
+
+// "1 3 4": the numbers of the announced steps with the first word of each.
+std::vector<std::string> steps(const std::string& text) {
+    static const std::regex announced("第(\\d+)步:\\n?([A-Z0-9]+|[^\\n(开]+)?");
+    std::vector<std::string> found;
+    for (std::sregex_iterator at(text.begin(), text.end(), announced), end; at != end; ++at) {
+        found.push_back(at->str(1));
+    }
+    return found;
+}
+
+}  // namespace
+
+TEST(Sequence, StepsAreNumberedOverThoseThatRun) {
+    for (const bool gateOpen : {true, false}) {
+        for (const bool rs485 : {true, false}) {
+            for (const bool panel : {true, false}) {
+                for (const bool networked : {true, false}) {
+                    VirtualBoard board = VirtualBoard::healthy();
+                    board.control.stepGate = gateOpen ? 0 : 1;
+                    board.control.setBoardTypeCode(rs485 ? 0xA247 : 0xA248);
+                    board.control.setCpld(cpld::panelType, panel ? 0 : 1);
+                    const auto run = board.run(networked ? std::vector<std::string>{"netR8test"}
+                                                         : std::vector<std::string>{});
+                    std::string text = networked ? joined(run.records()) : run.console();
+                    text.erase(text.find("CPLD INFO"));
+
+                    int step = 1;
+                    std::vector<std::string> expected = {"第1步:蜂鸣器测试"};
+                    if (gateOpen) {
+                        expected.push_back("第" + std::to_string(++step) + "步:网络状态\n");
+                    }
+                    expected.push_back("第" + std::to_string(++step) + "步:开始测试RTC\n");
+                    expected.push_back("第" + std::to_string(++step) + "步:\nUSB口测试\n");
+                    expected.push_back("第" + std::to_string(++step) + "步:\nSATA硬盘测试\n");
+                    if (rs485) {
+                        expected.push_back("第" + std::to_string(++step) +
+                                           "步:485测试\n请确认已经正确连接好485测试装置\n");
+                    }
+                    expected.push_back("第" + std::to_string(++step) + "步:CPLD信息\n");
+                    std::size_t at = 0;
+                    for (const std::string& line : expected) {
+                        at = text.find(line, at);
+                        ASSERT_NE(at, std::string::npos) << line << text;
+                    }
+                    EXPECT_EQ(steps(text).size(), expected.size());
+                    EXPECT_EQ(text.find("报警输入有") != std::string::npos, gateOpen);
+                    EXPECT_EQ(run.requests("pthread_create").size(), panel ? 1U : 0U);
+                    EXPECT_EQ(run.exitStatus(), 0);
+                }
+            }
+        }
+    }
+}
+
+TEST(Sequence, AFailedQueryLeavesTheRs485PortAndTheGateClosed) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.control.setBoardTypeCode(0);
+    board.settings.faults = {{"ZORIO_GET_BOOT_PARMS", "", 1, true}};
+    const std::string console = board.run(fullRun).console();
+    EXPECT_THAT(
+        console,
+        HasSubstr("\nioctl ZORIO_GET_BOOT_PARMS error\nioctl ZORIO_GET_BOOT_PARMS error\n第2步:开始"));
+    EXPECT_THAT(console, HasSubstr("485测试\n"));
+}
+
+TEST(Sequence, OnlyEightBoardTypesHaveAnRs485Port) {
+    const std::set<int> with = {0xA197, 0xA207, 0xA19F, 0xA20F, 0xA1AF, 0xA21F, 0xA25F, 0xA247};
+    for (const int code : with) {
+        for (const int tried : {code, code ^ 1, code ^ 0x8000}) {
+            VirtualBoard board = VirtualBoard::healthy();
+            board.control.stepGate = 1;
+            board.control.setBoardTypeCode(static_cast<std::uint16_t>(tried));
+            EXPECT_EQ(board.run(fullRun).console().find("485测试\n") != std::string::npos, with.count(tried) != 0)
+                << std::hex << tried;
+        }
+    }
+}
+
+TEST(Sequence, EnterCutsThePausesShort) {
+    VirtualBoard patient = VirtualBoard::healthy();
+    VirtualBoard closed = VirtualBoard::healthy();
+    closed.operatorInput.closed = true;
+    VirtualBoard hasty = VirtualBoard::healthy();
+    hasty.operatorInput.types = {{1s, "y\n"}};
+    const auto full = patient.run(fullRun).elapsed;
+    EXPECT_EQ((full - closed.run(fullRun).elapsed + 500ms) / 1s, 5);  // five pauses of a second
+    EXPECT_EQ((full - hasty.run(fullRun).elapsed + 500ms) / 1s, 1);   // one of them
+}
+
+TEST(Buzzer, SoundsAndFallsSilentEvery200Milliseconds) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.settings.requestCost = vboard::Time(0);
+    vboard::ToolCommand command = vboard::defaultToolCommand();
+    command.program = MODULE_RUNNER;
+    command.arguments = {"beep", "2"};
+    const std::vector<std::string> twoBeeps = {
+        "0.000 open O_RDWR",         "0.000 ZORIO_SET_BUZZER 01", "0.200 ZORIO_SET_BUZZER 00",
+        "0.400 ZORIO_SET_BUZZER 01", "0.600 ZORIO_SET_BUZZER 00", "0.800 close",
+    };
+    EXPECT_EQ(sequence(board.run(command), "/dev/zorio"), twoBeeps);
+    for (const char* none : {"0", "-1"}) {
+        command.arguments = {"beep", none};
+        EXPECT_TRUE(sequence(board.run(command), "/dev/zorio").empty());
+    }
+    command.arguments = {"beep", "1"};
+    board.control.present = false;
+    EXPECT_EQ(board.run(command).console(), "open hwInfo error!\n");
+}
+
+TEST(Watchdog, Test9ShortensTheTimeoutAndSaysWhatFailed) {
+    VirtualBoard board = VirtualBoard::healthy();
+    const auto run = board.run({"-o", "9"});
+    EXPECT_EQ(run.console(), "设备网卡个数(2)\n");
+    EXPECT_EQ(board.control.watchdogTimeout, 5U);
+
+    board.settings.faults = {{"ZORIO_SET_WDT_TIMEOUT", "", 2}};
+    EXPECT_EQ(board.run({"-o", "9"}).console(), "设备网卡个数(2)\nset watchdog timeout failed\n");
+    board.settings.faults = {{"open", "/dev/zorio", 3}};
+    const auto missing = board.run({"-o", "9"});
+    EXPECT_EQ(missing.console(), "设备网卡个数(2)\nfailed to open watchdog\nset watchdog timeout failed\n");
+    EXPECT_EQ(missing.exitStatus(), 0);
+}

@@ -1,0 +1,135 @@
+// The run's verdicts: every summary line in both modes, the indicator, the chip temperature.
+
+#include "tests/texts.h"
+
+using testing::HasSubstr;
+using vboard::Fault;
+using vboard::ToolCommand;
+using vboard::VirtualBoard;
+
+namespace {
+
+constexpr char head[] =
+    "----------------------------------------------------------------\nR8测试结果如下:\n"
+    "USB口       : 0  \nSATA口      : 0  \n";
+constexpr char tail[] = "----------------------------------------------------------------\n";
+
+// The summary of a run whose results are set by hand.
+vboard::Run summary(VirtualBoard& board, std::vector<std::string> settings) {
+    ToolCommand command = vboard::defaultToolCommand();
+    command.program = MODULE_RUNNER;
+    command.arguments = std::move(settings);
+    command.arguments.push_back("printSummary");
+    return board.run(command);
+}
+
+std::string levels(const vboard::Run& run) {
+    std::string text;
+    for (const auto& entry : run.requests("ZORIO_GPIO_WRITE")) {
+        const long milliseconds = entry.at / std::chrono::milliseconds(1);
+        text += std::to_string(milliseconds) + (entry.arguments == "0x104" ? "^ "
+                                                : entry.arguments == "0x4" ? "_ "
+                                                                           : "? ");
+    }
+    return text;
+}
+
+}  // namespace
+
+TEST(Summary, ConsoleListsTheFailedItemsOnly) {
+    const struct {
+        std::vector<std::string> settings;
+        std::string says;
+    } cases[] = {
+        {{}, "测试结果:  OK!\n"},
+        {{"cpldOk=0"}, "测试结果:  OK!\n"},
+        {{"networkFailed=1"}, "网络状态    : error occured!  \n"},
+        {{"rs485Failed=1"}, "485口       : error occured!  \n"},
+        {{"alarmFailed=1"}, "报警口      : error occured!  \n"},
+        {{"rtcFailed=1"}, "Rtc时钟     : error occured!  \n"},
+        {{"usbPortCount=1"}, "USB口       : error occured!  \n"},
+        {{"sataFailedMask=5"}, "SATA口      : 端口1,3无连接\n"},
+        {{"sataFailedMask=0x80000000"}, "SATA口      : 端口32无连接\n"},
+        {{"networkFailed=1", "rs485Failed=1", "alarmFailed=1", "rtcFailed=1", "usbPortCount=2",
+          "sataFailedMask=3"},
+         "网络状态    : error occured!  \n485口       : error occured!  \n报警口      : error occured!  \n"
+         "Rtc时钟     : error occured!  \nUSB口       : error occured!  \nSATA口      : 端口1,2无连接\n"},
+    };
+    for (const auto& [settings, says] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        EXPECT_EQ(summary(board, settings).console(), head + says + tail);
+        EXPECT_EQ(board.control.gpioLevels, 1U << 4);
+        EXPECT_EQ(board.control.gpioOutputs, 1U << 4);
+    }
+}
+
+TEST(Summary, MoreUsbPortsThanFittedAreAFailureToo) {
+    VirtualBoard board = VirtualBoard::healthy();
+    EXPECT_THAT(summary(board, {"usbFoundCount=3", "usbPortCount=2"}).console(),
+                HasSubstr("USB口       : 3  \nSATA口      : 0  \nUSB口       : error occured!  \n"));
+}
+
+TEST(Summary, TheIndicatorShowsTheVerdictFromAfar) {
+    VirtualBoard passed = VirtualBoard::healthy();
+    passed.settings.requestCost = vboard::Time(0);
+    const std::string once = "0_ 300^ 400_ 700^ 800_ 1100^ 1200_ 1300^ 1400_ 1500^ 1600_ 1700^ ";
+    const std::string again = "3800_ 4100^ 4200_ 4500^ 4600_ 4900^ 5000_ 5100^ 5200_ 5300^ 5400_ 5500^ ";
+    const auto run = summary(passed, {});
+    EXPECT_EQ(levels(run), once + again);
+    EXPECT_EQ(run.elapsed / std::chrono::milliseconds(1), 7600);
+
+    VirtualBoard failed = VirtualBoard::healthy();
+    failed.settings.requestCost = vboard::Time(0);
+    EXPECT_EQ(levels(summary(failed, {"alarmFailed=1"})), "0_ 3000^ ");
+}
+
+TEST(Summary, NetworkedModeGivesEveryItemALine) {
+    const struct {
+        std::vector<std::string> settings;
+        std::string network, rs485, alarm, usb, cpld, sata;
+    } cases[] = {
+        {{}, "成功", "成功", "成功", "成功", "成功", "成功  "},
+        {{"rtcFailed=1"}, "成功", "成功", "成功", "成功", "成功", "成功  "},
+        {{"networkFailed=1"}, "失败", "成功", "成功", "成功", "成功", "成功  "},
+        {{"rs485Failed=1"}, "成功", "失败", "成功", "成功", "成功", "成功  "},
+        {{"alarmFailed=1"}, "成功", "成功", "失败", "成功", "成功", "成功  "},
+        {{"usbPortCount=7"}, "成功", "成功", "成功", "失败", "成功", "成功  "},
+        {{"cpldOk=0"}, "成功", "成功", "成功", "成功", "失败", "成功  "},
+        {{"sataFailedMask=3"}, "成功", "成功", "成功", "成功", "成功", "端口1,2无连接"},
+    };
+    for (auto [settings, network, rs485, alarm, usb, cpld, sata] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        settings.push_back("pipe=1");
+        EXPECT_EQ(joined(summary(board, settings).records()),
+                  head + ("网络状态      : " + network) + "  \n485口       : " + rs485 +
+                      "  \n报警口      : " + alarm + "  \nUSB口       : " + usb + "  \nCPLD       : " + cpld +
+                      "  \nSATA口       : " + sata + "\nRtc时钟       : 由检测人员判断  \n" + tail);
+    }
+}
+
+TEST(Summary, ChipTemperatureCountsOnlyWhereItIsSwitchedOn) {
+    const struct {
+        int degrees;
+        std::vector<Fault> faults;
+        std::string says;
+    } cases[] = {
+        {-4, {}, "芯片温度正常: -4 \n测试结果:  OK!\n"},
+        {69, {}, "芯片温度正常: 69 \n测试结果:  OK!\n"},
+        {-5, {}, "芯片温度异常: -5 \n"},
+        {70, {}, "芯片温度异常: 70 \n"},
+        {-128, {}, "芯片温度异常: -128 \n"},
+        {45, {{"ZORIO_GET_CHIP_TEMP", ""}}, "芯片温度获取失败: 0 \n"},
+        {45, {{"open", "/dev/zorio"}}, "芯片温度获取失败: 0 \n"},
+    };
+    for (const auto& [degrees, faults, says] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        board.control.chipTemperature = static_cast<std::int8_t>(degrees);
+        board.settings.faults = faults;
+        EXPECT_EQ(summary(board, {"chipTempCheckEnabled=1"}).console(), head + says + tail) << degrees;
+    }
+    VirtualBoard board = VirtualBoard::healthy();
+    board.control.chipTemperature = 100;
+    const auto run = summary(board, {"chipTempCheckEnabled=0"});
+    EXPECT_THAT(run.console(), HasSubstr("OK!"));
+    EXPECT_TRUE(run.requests("ZORIO_GET_CHIP_TEMP").empty());
+}
