@@ -148,8 +148,7 @@ TEST(Supervisor, WriteErrorsNameTheModuleOfTheLine) {
     VirtualBoard board = VirtualBoard::healthy();
     board.supervisor.leavesAfter = 0;
     const std::string console = board.run({"netR8test"}).console();
-    for (const char* module :
-         {"r8", "boardinfo", "iop_test", "rtc_test", "sata_test", "usb_disk_test"}) {
+    for (const char* module : {"r8", "boardinfo", "iop_test", "rtc_test", "sata_test", "usb_disk_test"}) {
         EXPECT_THAT(console, HasSubstr("write error file = " + std::string(module) + " ,line = "));
     }
 }

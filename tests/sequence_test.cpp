@@ -82,7 +82,8 @@ TEST(Sequence, OnlyEightBoardTypesHaveAnRs485Port) {
             VirtualBoard board = VirtualBoard::healthy();
             board.control.stepGate = 1;
             board.control.setBoardTypeCode(static_cast<std::uint16_t>(tried));
-            EXPECT_EQ(board.run(fullRun).console().find("485测试\n") != std::string::npos, with.count(tried) != 0)
+            EXPECT_EQ(board.run(fullRun).console().find("485测试\n") != std::string::npos,
+                      with.count(tried) != 0)
                 << std::hex << tried;
         }
     }

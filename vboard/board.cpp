@@ -59,7 +59,26 @@ std::vector<std::string> Run::records() const {
 }
 
 bool Run::sawEndMarker() const {
-    return !writes.empty() && writes.back().ends_with("R8TESTEND");
+    return writes.empty() ? console().ends_with("R8测试结束\n") : writes.back().ends_with("R8TESTEND");
+}
+
+std::vector<std::string> Run::failedItems() const {
+    std::string text = console();
+    for (const std::string& record : records()) {
+        text += record;
+    }
+    text.erase(0, std::min(text.find("R8测试结果如下"), text.size()));
+    std::vector<std::string> items;
+    std::istringstream lines(text);
+    for (std::string line; std::getline(lines, line);) {
+        for (const char* sign : {"失败", "无连接", "error occured!", "异常"}) {
+            if (line.find(sign) != std::string::npos) {
+                items.push_back(line.substr(0, line.find_first_of(" :")));
+                break;
+            }
+        }
+    }
+    return items;
 }
 
 std::vector<TraceEntry> Run::requests(const std::string& name, const std::string& where) const {

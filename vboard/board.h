@@ -26,7 +26,10 @@ struct Run : SessionResult {
 
     std::string console() const { return decodeGbk(output); }  // standard output
     std::vector<std::string> records() const;                  // the texts of the records on the named pipe
-    bool sawEndMarker() const;
+    bool sawEndMarker() const;                                 // the last line of a full run, in either mode
+
+    // The items that the summary of a full run calls failed, in its own words.
+    std::vector<std::string> failedItems() const;
 
     // Every request of that name ("ZORIO_SET_BUZZER", "open", ...), and only there if a path is given.
     std::vector<TraceEntry> requests(const std::string& name, const std::string& where = "") const;

@@ -13,6 +13,7 @@ using namespace vboard;
 
 namespace {
 
+constexpr int boardFailed = 1;
 constexpr int wrongUse = 2;
 constexpr int stoppedByBoard = 3;
 constexpr int signalStatusBase = 128;  // as a shell has it
@@ -25,6 +26,7 @@ struct Options {
     bool raw = false;
     bool timestamps = false;
     bool realTime = false;
+    bool verdict = false;
     bool list = false;
 };
 
@@ -114,6 +116,20 @@ void sayEnd(const Run& run) {
     }
 }
 
+// What the summary of a full run says of the board.
+int sayVerdict(const Run& run) {
+    if (!run.stopReason.empty() || !run.sawEndMarker()) {
+        (void)std::fprintf(stderr, "vboard: NO VERDICT: the run did not come to its end\n");
+        return stoppedByBoard;
+    }
+    std::string items;
+    for (const std::string& item : run.failedItems()) {
+        items += " " + item;
+    }
+    (void)std::fprintf(stderr, "vboard: %s%s\n", items.empty() ? "PASSED" : "FAILED:", items.c_str());
+    return items.empty() ? 0 : boardFailed;
+}
+
 int launch(const Options& options) {
     VirtualBoard board(options.scenario);
     Screen console(stdout, options);
@@ -133,7 +149,7 @@ int launch(const Options& options) {
     errors.endLine();
     writeTrace(options, run);
     sayEnd(run);
-    return statusOf(run);
+    return options.verdict ? sayVerdict(run) : statusOf(run);
 }
 
 }  // namespace
@@ -151,6 +167,8 @@ int main(int argc, char** argv) {
     app.add_flag("--raw", options.raw, "leave the bytes as they are (GBK), for programs that read them");
     app.add_flag("--timestamps", options.timestamps, "put the board's time in seconds in front of each line");
     app.add_flag("--real-time", options.realTime, "let the board's time pass as slowly as a wall clock");
+    app.add_flag("--verdict", options.verdict,
+                 "end with what a full run says of the board: 0 passed, 1 failed, 3 no verdict");
     app.add_option("--trace", options.traceFile, "write every request of the tool to this file")
         ->type_name("FILE");
     app.add_option("--fifo", options.fifo,

@@ -141,6 +141,7 @@ dirent* nextEntry(DIR* stream) {
 
 }  // namespace
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 int open(const char* path, int flags, ...) {

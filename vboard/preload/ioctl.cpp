@@ -102,6 +102,7 @@ int ask(int descriptor, unsigned long request, void* argument) {
 
 }  // namespace
 
+#pragma GCC visibility push(default)
 extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
     va_list arguments;
     va_start(arguments, request);

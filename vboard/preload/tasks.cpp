@@ -35,6 +35,7 @@ void* threadBody(void* argument) {
 
 }  // namespace
 
+#pragma GCC visibility push(default)
 extern "C" {
 
 int pthread_create(pthread_t* thread, const pthread_attr_t* attributes, void* (*body)(void*),
