@@ -80,11 +80,11 @@ TEST(Usb, CountsMiceAndDisksAndReportsEachDisk) {
 
 // Of a disk and its partitions listed side by side one entry stays, in whatever order.
 TEST(Usb, NoOrderOfTheDirectoryLosesADisk) {
-    Names order = {"msa", "msa1", "msa2", "msb", "msb1"};
+    Names order = {"msa", "msa1", "msb", "msb1"};
     do {
         SCOPED_TRACE(testing::PrintToString(order));
         VirtualBoard board;
-        plugOnly(board, disk("msa", 2) + disk("msb", 1));
+        plugOnly(board, disk("msa", 1) + disk("msb", 1));
         board.usb.order = order;
         const Names reported = reportedDisks(board.run({"-o", "7"}).console());
         std::set<char> disks;
