@@ -1,5 +1,5 @@
-// Runs one procedure of the tool with records set by hand: module_runner [FIELD=VALUE ...] PROCEDURE
-// [ARGUMENT] It is started on the virtual board like the tool itself.
+// Runs procedures of the tool with records set by hand: module_runner [FIELD=VALUE ...] PROCEDURE [ARGUMENT]
+// [PROCEDURE [ARGUMENT] ...] It is started on the virtual board like the tool itself.
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -16,6 +16,7 @@
 #include "driver/report/report_channel.h"
 #include "driver/report/run_results.h"
 #include "driver/summary.h"
+#include "net/nic.h"
 #include "storage/sata_test.h"
 
 namespace {
@@ -45,6 +46,7 @@ bool openPipe(const char* setting) {
 bool set(const char* setting) {
     return openPipe(setting) || FIELD(boardConfig, diskPortCount) || FIELD(boardConfig, esataPortCount) ||
            FIELD(boardConfig, usbPortCount) || FIELD(boardConfig, chipTempCheckEnabled) ||
+           FIELD(boardConfig, netCardCount) || FIELD(boardConfig, poeSwitchPresent) ||
            FIELD(runResults, usbFoundCount) || FIELD(runResults, sataFailedMask) ||
            FIELD(runResults, networkFailed) || FIELD(runResults, rs485Failed) ||
            FIELD(runResults, alarmFailed) || FIELD(runResults, rtcFailed) || FIELD(runResults, cpldOk);
@@ -84,6 +86,8 @@ int call(const char* procedure, int argument) {
         printSummary();
     } else if (std::strcmp(procedure, "sataPortTest") == 0) {
         sataPortTest();
+    } else if (std::strcmp(procedure, "r8_net_test") == 0) {
+        (void)r8_net_test();
     } else if (std::strcmp(procedure, "portMultiplierRun") == 0) {
         portMultiplierRun(static_cast<unsigned>(argument));
     } else {
@@ -105,5 +109,11 @@ int main(int argc, char** argv) {
         }
         ++next;
     }
-    return next < argc ? call(argv[next], next + 1 < argc ? std::atoi(argv[next + 1]) : 1) : EXIT_FAILURE;
+    int status = next < argc ? EXIT_SUCCESS : EXIT_FAILURE;
+    while (next < argc && status == EXIT_SUCCESS) {
+        const char* procedure = argv[next++];
+        const bool hasArgument = next < argc && std::strspn(argv[next], "-0123456789") != 0;
+        status = call(procedure, hasArgument ? std::atoi(argv[next++]) : 1);
+    }
+    return status;
 }

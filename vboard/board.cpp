@@ -100,7 +100,7 @@ bool Run::anyRefused() const {
 }
 
 std::vector<Device*> VirtualBoard::devices() {
-    return {&control, &processes, &operatorInput, &supervisor};
+    return {&control, &clockChip, &network, &drives, &usb, &processes, &operatorInput, &supervisor};
 }
 
 Run VirtualBoard::run(const std::vector<std::string>& toolArguments) {
@@ -113,6 +113,7 @@ Run VirtualBoard::run(const ToolCommand& command) {
     Machine machine;
     machine.epoch = epoch;
     machine.services.setuidError = setuidError;
+    machine.services.kernelRelease = kernelRelease;
     for (Device* device : devices()) {
         device->plugIn(machine);
     }
@@ -136,6 +137,10 @@ void VirtualBoard::configure(Section& section) {
     read("cpld", [this](Section& part) { control.configureCpld(part); });
     read("control", [this](Section& part) { control.configure(part); });
     read("alarm", [this](Section& part) { alarm.configure(part); });
+    read("clockChip", [this](Section& part) { clockChip.configure(part); });
+    read("network", [this](Section& part) { network.configure(part); });
+    read("usb", [this](Section& part) { usb.configure(part); });
+    read("drive", [this](Section& part) { drives.configure(part); });
     read("processes", [this](Section& part) { processes.configure(part); });
     read("operator", [this](Section& part) { operatorInput.configure(part); });
     read("supervisor", [this](Section& part) { supervisor.configure(part); });
@@ -157,6 +162,7 @@ void VirtualBoard::configureRun(Section& section) {
     if (section.has("setuidError")) {
         section.error("setuidError", setuidError);
     }
+    section.text("kernelRelease", kernelRelease);
     std::int64_t start = epoch.count();
     section.number("epoch", start);
     epoch = std::chrono::seconds(start);

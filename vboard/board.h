@@ -4,11 +4,15 @@
 #include <vector>
 
 #include "vboard/devices/alarm_fixture.h"
+#include "vboard/devices/clock_chip.h"
 #include "vboard/devices/control_device.h"
+#include "vboard/devices/drives.h"
+#include "vboard/devices/network.h"
 #include "vboard/devices/operator_input.h"
 #include "vboard/devices/processes.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/devices/supervisor.h"
+#include "vboard/devices/usb_ports.h"
 #include "vboard/kernel/machine.h"
 #include "vboard/kernel/session.h"
 #include "vboard/kernel/tool_process.h"
@@ -51,11 +55,16 @@ class VirtualBoard {
     AlarmFixture alarm;
     Rs485Switches rs485Switches;
     ControlDevice control{alarm, rs485Switches};
+    ClockChip clockChip;
+    Network network;
+    UsbPorts usb;
+    Drives drives;
     Processes processes;
     OperatorInput operatorInput;
     Supervisor supervisor;
     std::chrono::seconds epoch{1238745600};  // 2009-04-03 08:00:00 UTC
     int setuidError = 0;                     // errno of setuid(2), 0 for success
+    std::string kernelRelease = "2.6.24";    // as uname(2) tells it
     RunSettings settings;
     std::string shows;                   // what the scenario shows, one line
     std::vector<std::string> arguments;  // of the tool, unless the caller names others

@@ -1,0 +1,81 @@
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "vboard/board.h"
+
+// Runs of the tool as the tests of several rooms need them.
+
+// A procedure of the tool with records set by hand, see module_runner.cpp.
+inline vboard::Run runModule(vboard::VirtualBoard& board, const std::vector<std::string>& arguments) {
+    vboard::ToolCommand command = vboard::defaultToolCommand();
+    command.program = MODULE_RUNNER;
+    command.arguments = arguments;
+    return board.run(command);
+}
+
+// Sets up a board from the healthy one and what a scenario text says beyond it.
+inline void loadHealthyWith(vboard::VirtualBoard& board, const std::string& scenarioText) {
+    vboard::loadScenarioText(board, "base = 'healthy'\n" + scenarioText, "test");
+}
+
+inline int count(const std::string& text, const std::string& part) {
+    int found = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+        ++found;
+    }
+    return found;
+}
+
+// What a scenario shows in a full console run: the line of the test, and the item's line in the summary;
+// item alone, up to the colon, with failed false: no such line.
+struct ScenarioVerdict {
+    const char* scenario;
+    const char* line;
+    const char* item;
+    bool failed = true;
+};
+
+inline void expectVerdict(const ScenarioVerdict& expected) {
+    SCOPED_TRACE(expected.scenario);
+    vboard::VirtualBoard board(expected.scenario);
+    const vboard::Run run = board.run(std::vector<std::string>{});
+    const std::string console = run.console();
+    EXPECT_EQ(run.exitStatus(), 0);
+    EXPECT_FALSE(run.anyRefused());
+    EXPECT_THAT(console, testing::HasSubstr(expected.line));
+    const std::string summary = console.substr(std::min(console.find("R8测试结果如下"), console.size()));
+    EXPECT_EQ(count(summary, expected.item), expected.failed ? 1 : 0) << summary;
+}
+
+// Runs a single test with each of its requests failing once, and with all from there on failing. Every run
+// ends by itself, with nothing left open; check looks at what it said.
+template <typename Check>
+void sweepFailures(const std::vector<std::string>& arguments, const Check& check) {
+    const std::string undisturbed = toText(vboard::VirtualBoard::healthy().run(arguments).trace);
+    bool struck = true;
+    for (unsigned nth = 1; struck; ++nth) {
+        for (const bool fromThenOn : {false, true}) {
+            SCOPED_TRACE("request " + std::to_string(nth) + (fromThenOn ? " and all after it" : ""));
+            vboard::VirtualBoard board = vboard::VirtualBoard::healthy();
+            board.settings.faults = {{"any", "", nth, fromThenOn, EIO}};
+            board.settings.timeLimit = std::chrono::minutes(1);
+            const vboard::Run run = board.run(arguments);
+            struck = toText(run.trace) != undisturbed;
+            const std::string console = run.console();
+            const bool neverStarted =
+                count(console, "打开hwInfo设备出错!") + count(console, "初始化看门狗失败!") != 0;
+            EXPECT_EQ(run.exitStatus(), neverStarted ? 1 : 0) << run.stopReason;
+            EXPECT_THAT(run.openAtEnd, testing::IsEmpty());
+            EXPECT_FALSE(run.anyRefused());
+            if (!neverStarted) {
+                check(run, console);
+            }
+        }
+    }
+}

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "vboard/kernel/machine.h"
+#include "vboard/scenario.h"
+
+namespace vboard {
+
+// The battery-backed clock chip at "/dev/rtc0", read through the kernel's RTC interface (rtc(4)): whole
+// seconds, UTC.
+class ClockChip : public Device, public Node {
+  public:
+    Time offset{0};           // ahead of the system time at the start of the run; the fraction is its phase
+    Time drift{0};            // gained in each second
+    bool unreadable = false;  // there, but each reading fails
+    bool missing = false;     // no such node
+
+    void configure(Section& section);  // [clockChip]
+    void plugIn(Machine& machine) override;
+    std::string requestName(std::uint32_t code) const override;
+    Result ioctl(const IoctlRequest& request) override;
+
+  private:
+    std::int64_t seconds() const;
+
+    const Machine* machine_ = nullptr;
+};
+
+}  // namespace vboard

@@ -1,0 +1,110 @@
+#include "vboard/devices/drives.h"
+
+#include <linux/hdreg.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+
+#include "r8/pmfw/pm_access.h"
+#include "vboard/wire.h"
+
+namespace vboard {
+
+namespace {
+
+constexpr std::size_t registerBytes = 4;  // HDIO_DRIVE_CMD's, before the sector
+constexpr std::size_t sectorBytes = 512;
+constexpr std::uint8_t identifyDevice = 0xEC;
+constexpr std::uint8_t driveReady = 0x50;  // status: ready, seek complete
+
+// ATA strings: blanks to the end of the field, the first character of each pair in the word's high byte.
+void putText(std::uint8_t* field, std::size_t length, const std::string& text) {
+    for (std::size_t i = 0; i < length; ++i) {
+        field[i ^ 1] = static_cast<std::uint8_t>(i < text.size() ? text[i] : ' ');
+    }
+}
+
+Result putSize(std::span<std::uint8_t> data, std::uint64_t size) {
+    std::memcpy(data.data(), &size, std::min(data.size(), sizeof size));
+    return {};
+}
+
+}  // namespace
+
+std::string Drive::requestName(std::uint32_t code) const {
+    switch (code) {
+        case HDIO_DRIVE_CMD:
+            return "HDIO_DRIVE_CMD";
+        case wire::blockBytes:
+            return "BLKGETSIZE64";
+        case wire::blockSectors:
+            return "BLKGETSIZE";
+        case pmprwRequest:
+            return "pmprw";
+        default:
+            return "";
+    }
+}
+
+Result Drive::ioctl(const IoctlRequest& request) {
+    switch (request.code) {
+        case HDIO_DRIVE_CMD:
+            return driveCommand(request.data);
+        case wire::blockBytes:
+            return unsized ? Result::failure(EIO) : putSize(request.data, sectors * sectorBytes);
+        case wire::blockSectors:
+            if (sectors > std::numeric_limits<std::uint32_t>::max()) {
+                return Result::failure(EFBIG);  // more than the board's 32-bit kernel can say
+            }
+            return unsized ? Result::failure(EIO) : putSize(request.data, sectors);
+        case pmprwRequest:
+            return portMultiplier ? portMultiplier(request) : Result::failure(ENOTTY);
+        default:
+            return Result::refusal(ENOTTY);
+    }
+}
+
+Result Drive::driveCommand(std::span<std::uint8_t> registers) const {
+    const bool identifies = registers.size() == registerBytes + sectorBytes &&
+                            registers[0] == identifyDevice && registers[3] == 1;
+    if (!identifies) {
+        return Result::refusal(EIO);
+    }
+    if (silent) {
+        return Result::failure(EIO);
+    }
+    std::fill(registers.begin(), registers.end(), std::uint8_t{0});
+    registers[0] = driveReady;
+    std::uint8_t* identity = registers.data() + registerBytes;
+    putText(identity + 20, 20, serial);
+    putText(identity + 46, 8, firmware);
+    putText(identity + 54, 40, model);
+    return {};
+}
+
+void Drives::configure(Section& section) {
+    std::string name;
+    section.text("name", name);
+    if (!name.starts_with("sd") && !name.starts_with("esd")) {
+        section.fail("name", "is the name of a drive, like \"sda\" or \"esda\"");
+    }
+    Drive& drive = drives[name];
+    section.text("serial", drive.serial);
+    section.text("model", drive.model);
+    section.text("firmware", drive.firmware);
+    section.number("sectors", drive.sectors);
+    section.flag("absent", drive.absent);
+    section.flag("silent", drive.silent);
+    section.flag("unsized", drive.unsized);
+}
+
+void Drives::plugIn(Machine& machine) {
+    for (auto& [name, drive] : drives) {
+        if (!drive.absent) {
+            machine.root.add("/dev/" + name, drive);
+        }
+    }
+}
+
+}  // namespace vboard

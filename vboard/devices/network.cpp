@@ -1,0 +1,76 @@
+#include "vboard/devices/network.h"
+
+#include <linux/ethtool.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+
+#include <cstring>
+
+namespace vboard {
+
+namespace {
+
+template <typename Record, typename Fill>
+Result answer(std::span<std::uint8_t> bytes, const Fill& fill) {
+    Record record;
+    if (bytes.size() < sizeof record) {
+        return Result::refusal(EFAULT);
+    }
+    std::memcpy(&record, bytes.data(), sizeof record);
+    fill(record);
+    std::memcpy(bytes.data(), &record, sizeof record);
+    return {};
+}
+
+}  // namespace
+
+void Network::configure(Section& section) {
+    for (Section& entry : section.sections("interface")) {
+        std::string name;
+        entry.text("name", name);
+        if (name.empty() || name.size() >= IFNAMSIZ) {
+            entry.fail("name", "is the name of an interface, of at most 15 characters");
+        }
+        NetworkInterface& interface = interfaces[name];
+        entry.flag("link", interface.link);
+        entry.number("speed", interface.speed);
+        entry.flag("fullDuplex", interface.fullDuplex);
+        entry.flag("missing", interface.missing);
+        entry.finish();
+    }
+}
+
+void Network::plugIn(Machine& machine) {
+    machine.root.add("socket", *this);
+}
+
+std::string Network::requestName(std::uint32_t code) const {
+    return code == SIOCETHTOOL ? "SIOCETHTOOL" : "";
+}
+
+Result Network::ioctl(const IoctlRequest& request) {
+    if (request.code != SIOCETHTOOL || request.data.size() < IFNAMSIZ + sizeof(std::uint32_t)) {
+        return Result::refusal(ENOTTY);
+    }
+    const char* text = reinterpret_cast<const char*>(request.data.data());
+    const auto found = interfaces.find(std::string(text, strnlen(text, IFNAMSIZ)));
+    if (found == interfaces.end() || found->second.missing) {
+        return Result::failure(ENODEV);
+    }
+    const NetworkInterface& interface = found->second;
+    const std::span<std::uint8_t> record = request.data.subspan(IFNAMSIZ);
+    std::uint32_t command = 0;
+    std::memcpy(&command, record.data(), sizeof command);
+    if (command == ETHTOOL_GLINK) {
+        return answer<ethtool_value>(record, [&](ethtool_value& value) { value.data = interface.link; });
+    }
+    if (command == ETHTOOL_GSET) {
+        return answer<ethtool_cmd>(record, [&](ethtool_cmd& settings) {
+            ethtool_cmd_speed_set(&settings, interface.speed);
+            settings.duplex = interface.fullDuplex ? DUPLEX_FULL : DUPLEX_HALF;
+        });
+    }
+    return Result::refusal(EOPNOTSUPP);
+}
+
+}  // namespace vboard

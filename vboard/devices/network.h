@@ -1,0 +1,30 @@
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "vboard/kernel/machine.h"
+#include "vboard/scenario.h"
+
+namespace vboard {
+
+struct NetworkInterface {
+    bool link = true;
+    std::uint32_t speed = 1000;  // Mbit/s
+    bool fullDuplex = true;
+    bool missing = false;
+};
+
+// The network interfaces behind a socket(2), asked through the kernel's ethtool requests. Over the wire such
+// a request is the interface's name in 16 bytes, then the command record of <linux/ethtool.h>.
+class Network : public Device, public Node {
+  public:
+    std::map<std::string, NetworkInterface> interfaces;  // by name, "eth0"
+
+    void configure(Section& section);  // [network]
+    void plugIn(Machine& machine) override;
+    std::string requestName(std::uint32_t code) const override;
+    Result ioctl(const IoctlRequest& request) override;
+};
+
+}  // namespace vboard
