@@ -95,7 +95,7 @@ TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
     const auto run = board.run(command);
     EXPECT_EQ(run.console(),
               "open /etc/passwd: No such file or directory\nioctl 0x1234: Inappropriate ioctl for device\n"
-              "system: 32512\nmount: Function not implemented\n");
+              "system: 32512\nmount: No such file or directory\n");
     EXPECT_TRUE(run.anyRefused());
     EXPECT_THAT(toText(run.trace), HasSubstr("ioctl 0x1234 /dev/zorio 0x0 = -1 ENOTTY REFUSED"));
     EXPECT_THAT(toText(run.trace), HasSubstr("system touch /tmp/escaped = 32512 REFUSED"));
