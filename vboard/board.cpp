@@ -81,7 +81,7 @@ bool Run::anyRefused() const {
 }
 
 std::vector<Device*> VirtualBoard::devices() {
-    return {&control, &processes, &operatorInput, &supervisor};
+    return {&control, &rs485, &panel, &processes, &operatorInput, &supervisor};
 }
 
 Run VirtualBoard::run(const std::vector<std::string>& toolArguments) {
@@ -117,6 +117,8 @@ void VirtualBoard::configure(Section& section) {
     read("cpld", [this](Section& part) { control.configureCpld(part); });
     read("control", [this](Section& part) { control.configure(part); });
     read("alarm", [this](Section& part) { alarm.configure(part); });
+    read("rs485", [this](Section& part) { rs485.configure(part); });
+    read("panel", [this](Section& part) { panel.configure(part); });
     read("processes", [this](Section& part) { processes.configure(part); });
     read("operator", [this](Section& part) { operatorInput.configure(part); });
     read("supervisor", [this](Section& part) { supervisor.configure(part); });

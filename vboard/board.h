@@ -5,8 +5,10 @@
 
 #include "vboard/devices/alarm_fixture.h"
 #include "vboard/devices/control_device.h"
+#include "vboard/devices/front_panel.h"
 #include "vboard/devices/operator_input.h"
 #include "vboard/devices/processes.h"
+#include "vboard/devices/rs485_bus.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/devices/supervisor.h"
 #include "vboard/kernel/machine.h"
@@ -48,6 +50,8 @@ class VirtualBoard {
     AlarmFixture alarm;
     Rs485Switches rs485Switches;
     ControlDevice control{alarm, rs485Switches};
+    Rs485Bus rs485{rs485Switches};
+    FrontPanel panel;
     Processes processes;
     OperatorInput operatorInput;
     Supervisor supervisor;
