@@ -1,6 +1,8 @@
 // Runs one procedure of the tool with records set by hand: module_runner [FIELD=VALUE ...] PROCEDURE
 // [ARGUMENT] It is started on the virtual board like the tool itself.
 
+#include <fcntl.h>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,9 +12,20 @@
 #include "driver/pm_update_run.h"
 #include "driver/report/run_results.h"
 #include "driver/summary.h"
+#include "serial/rs485_exchange.h"
+#include "serial/serial_port.h"
 #include "storage/sata_test.h"
 
 namespace {
+
+// What the procedure initSerialPort sets the RS485 port up with.
+struct {
+    unsigned rate = 9600;
+    int dataBitsIndex = 3;
+    int twoStopBits = 0;
+    int parity = 0;
+    int flowKind = 0;
+} serialSetUp;
 
 template <typename Number>
 bool assign(const char* setting, const char* name, Number& field) {
@@ -20,7 +33,7 @@ bool assign(const char* setting, const char* name, Number& field) {
     if (std::strncmp(setting, name, length) != 0 || setting[length] != '=') {
         return false;
     }
-    field = static_cast<Number>(std::strtoul(setting + length + 1, nullptr, 0));
+    field = static_cast<Number>(std::strtol(setting + length + 1, nullptr, 0));
     return true;
 }
 
@@ -29,9 +42,19 @@ bool assign(const char* setting, const char* name, Number& field) {
 bool set(const char* setting) {
     return FIELD(boardConfig, diskPortCount) || FIELD(boardConfig, esataPortCount) ||
            FIELD(boardConfig, usbPortCount) || FIELD(boardConfig, chipTempCheckEnabled) ||
-           FIELD(runResults, usbFoundCount) || FIELD(runResults, sataFailedMask) ||
-           FIELD(runResults, networkFailed) || FIELD(runResults, rs485Failed) ||
-           FIELD(runResults, alarmFailed) || FIELD(runResults, rtcFailed) || FIELD(runResults, cpldOk);
+           FIELD(serialSetUp, rate) || FIELD(serialSetUp, dataBitsIndex) || FIELD(serialSetUp, twoStopBits) ||
+           FIELD(serialSetUp, parity) || FIELD(serialSetUp, flowKind) || FIELD(runResults, usbFoundCount) ||
+           FIELD(runResults, sataFailedMask) || FIELD(runResults, networkFailed) ||
+           FIELD(runResults, rs485Failed) || FIELD(runResults, alarmFailed) || FIELD(runResults, rtcFailed) ||
+           FIELD(runResults, cpldOk);
+}
+
+int initSerialPort() {
+    const int fd = open("/dev/ttyS1", O_RDWR);
+    return InitSerialPort(fd, serialSetUp.rate, serialSetUp.dataBitsIndex, serialSetUp.twoStopBits,
+                          serialSetUp.parity, serialSetUp.flowKind) == 0
+               ? EXIT_SUCCESS
+               : EXIT_FAILURE;
 }
 
 int call(const char* procedure, int argument) {
@@ -43,6 +66,12 @@ int call(const char* procedure, int argument) {
         sataPortTest();
     } else if (std::strcmp(procedure, "portMultiplierRun") == 0) {
         portMultiplierRun(static_cast<unsigned>(argument));
+    } else if (std::strcmp(procedure, "rs485ExchangeTest") == 0) {
+        for (int i = 0; i < argument; ++i) {
+            Rs485ExchangeTest("/dev/ttyS1");
+        }
+    } else if (std::strcmp(procedure, "initSerialPort") == 0) {
+        return initSerialPort();
     } else {
         (void)std::fprintf(stderr, "module_runner: no procedure %s\n", procedure);
         return EXIT_FAILURE;

@@ -64,6 +64,7 @@ void SerialLine::plugIn(Machine& machine, const std::string& path) {
     receiveFifo_.clear();
     receiveQueue_.clear();
     transmitting_ = false;
+    openCount_ = 0;
     otherEndBusyUntil_ = Time(0);
     machine.root.add(path, *this);
 }
@@ -105,7 +106,8 @@ void SerialLine::receive(std::uint8_t byte) {
     const bool isFlowCharacter = (input & IXON) != 0 && (byte == xon || byte == xoff);
     const bool isSignal = (attributes.c_lflag & ISIG) != 0 && (byte == 0x03 || byte == 0x1C || byte == 0x1A);
     const bool isIgnoredReturn = (input & IGNCR) != 0 && byte == '\r';
-    if ((attributes.c_cflag & CREAD) == 0 || isFlowCharacter || isSignal || isIgnoredReturn) {
+    if (openCount_ == 0 || (attributes.c_cflag & CREAD) == 0 || isFlowCharacter || isSignal ||
+        isIgnoredReturn) {
         return;
     }
     if ((input & ICRNL) != 0 && byte == '\r') {
@@ -132,6 +134,18 @@ void SerialLine::handOver() {
     std::move(receiveFifo_.begin(), receiveFifo_.end(), std::back_inserter(receiveQueue_));
     receiveFifo_.clear();
     receiveQueue_.resize(std::min(receiveQueue_.size(), receiveQueueBytes));  // an overrun loses the newest
+}
+
+Result SerialLine::open(const OpenFile&) {
+    ++openCount_;
+    return {};
+}
+
+// The last one to close shuts the receiver down; what is queued for sending still goes out.
+void SerialLine::close(const OpenFile&) {
+    if (--openCount_ == 0) {
+        (void)flush(TCIFLUSH);
+    }
 }
 
 bool SerialLine::readable() const {

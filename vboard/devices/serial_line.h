@@ -45,12 +45,15 @@ class SerialLine : public Node, public Terminal {
     void send(const std::vector<std::uint8_t>& bytes);
     void sendLater(const std::vector<TimedBytes>& pieces);  // at counts from now
 
-    // A byte with its stop bit at the port's receiver, and what an end at 9600 8N1 makes of the port's byte.
+    // A byte with its stop bit at the port's receiver, lost while nobody has the port open; and what an end
+    // at 9600 8N1 makes of the port's byte.
     void receive(std::uint8_t byte);
     std::uint8_t heardByOtherEnd(std::uint8_t byte) const;
 
     Time characterTime() const;  // start, data, parity and stop bits
 
+    Result open(const OpenFile& file) override;
+    void close(const OpenFile& file) override;
     Result read(OpenFile& file, std::span<std::uint8_t> into) override;
     Result write(OpenFile& file, std::span<const std::uint8_t> bytes) override;
     Time writeDuration() const override { return writeTakes; }
@@ -72,6 +75,7 @@ class SerialLine : public Node, public Terminal {
     std::deque<std::uint8_t> receiveFifo_;  // in the UART, not handed over yet
     std::deque<std::uint8_t> receiveQueue_;
     bool transmitting_ = false;
+    unsigned openCount_ = 0;
     std::uint64_t receivedCount_ = 0;
     Time otherEndBusyUntil_{0};
 };
