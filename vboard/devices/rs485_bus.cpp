@@ -19,6 +19,10 @@ bool isGood(const std::vector<std::uint8_t>& frame) {
 
 }  // namespace
 
+std::vector<std::uint8_t> goodAnswer() {
+    return {0xAA, 0xBB, 0x20, 0x12, 0x11, 0x22};
+}
+
 void Rs485Bus::configure(Section& section) {
     section.flag("present", present);
     section.flag("deviceConnected", deviceConnected);

@@ -9,9 +9,12 @@
 
 namespace vboard {
 
+// The answer of a test device in order: lead byte, then what identifies it.
+std::vector<std::uint8_t> goodAnswer();
+
 // What the RS485 test device answers to one command frame. Without bytes it stays silent.
 struct TestDeviceAnswer {
-    std::vector<std::uint8_t> bytes = {0xAA, 0xBB, 0x20, 0x12, 0x11, 0x22};
+    std::vector<std::uint8_t> bytes = goodAnswer();
     unsigned leadingZeros = 0;
     Time after = std::chrono::milliseconds(20);  // from the frame's last byte to the answer's start bit
     std::size_t tornAfter = 0;                   // bytes, leading zeros included, before a gap
