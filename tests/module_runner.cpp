@@ -17,9 +17,20 @@
 #include "driver/report/run_results.h"
 #include "driver/summary.h"
 #include "net/nic.h"
+#include "serial/rs485_exchange.h"
+#include "serial/serial_port.h"
 #include "storage/sata_test.h"
 
 namespace {
+
+// What the procedure initSerialPort sets the RS485 port up with.
+struct {
+    unsigned rate = 9600;
+    int dataBitsIndex = 3;
+    int twoStopBits = 0;
+    int parity = 0;
+    int flowKind = 0;
+} serialSetUp;
 
 template <typename Number>
 bool assign(const char* setting, const char* name, Number& field) {
@@ -27,7 +38,7 @@ bool assign(const char* setting, const char* name, Number& field) {
     if (std::strncmp(setting, name, length) != 0 || setting[length] != '=') {
         return false;
     }
-    field = static_cast<Number>(std::strtoul(setting + length + 1, nullptr, 0));
+    field = static_cast<Number>(std::strtol(setting + length + 1, nullptr, 0));
     return true;
 }
 
@@ -47,9 +58,19 @@ bool set(const char* setting) {
     return openPipe(setting) || FIELD(boardConfig, diskPortCount) || FIELD(boardConfig, esataPortCount) ||
            FIELD(boardConfig, usbPortCount) || FIELD(boardConfig, chipTempCheckEnabled) ||
            FIELD(boardConfig, netCardCount) || FIELD(boardConfig, poeSwitchPresent) ||
-           FIELD(runResults, usbFoundCount) || FIELD(runResults, sataFailedMask) ||
-           FIELD(runResults, networkFailed) || FIELD(runResults, rs485Failed) ||
-           FIELD(runResults, alarmFailed) || FIELD(runResults, rtcFailed) || FIELD(runResults, cpldOk);
+           FIELD(serialSetUp, rate) || FIELD(serialSetUp, dataBitsIndex) || FIELD(serialSetUp, twoStopBits) ||
+           FIELD(serialSetUp, parity) || FIELD(serialSetUp, flowKind) || FIELD(runResults, usbFoundCount) ||
+           FIELD(runResults, sataFailedMask) || FIELD(runResults, networkFailed) ||
+           FIELD(runResults, rs485Failed) || FIELD(runResults, alarmFailed) || FIELD(runResults, rtcFailed) ||
+           FIELD(runResults, cpldOk);
+}
+
+int initSerialPort() {
+    const int fd = open("/dev/ttyS1", O_RDWR);
+    return InitSerialPort(fd, serialSetUp.rate, serialSetUp.dataBitsIndex, serialSetUp.twoStopBits,
+                          serialSetUp.parity, serialSetUp.flowKind) == 0
+               ? EXIT_SUCCESS
+               : EXIT_FAILURE;
 }
 
 void say(const char* what, long result) {
@@ -90,6 +111,12 @@ int call(const char* procedure, int argument) {
         (void)r8_net_test();
     } else if (std::strcmp(procedure, "portMultiplierRun") == 0) {
         portMultiplierRun(static_cast<unsigned>(argument));
+    } else if (std::strcmp(procedure, "rs485ExchangeTest") == 0) {
+        for (int i = 0; i < argument; ++i) {
+            Rs485ExchangeTest("/dev/ttyS1");
+        }
+    } else if (std::strcmp(procedure, "initSerialPort") == 0) {
+        return initSerialPort();
     } else {
         (void)std::fprintf(stderr, "module_runner: no procedure %s\n", procedure);
         return EXIT_FAILURE;

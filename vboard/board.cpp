@@ -100,7 +100,7 @@ bool Run::anyRefused() const {
 }
 
 std::vector<Device*> VirtualBoard::devices() {
-    return {&control, &clockChip, &network, &drives, &usb, &processes, &operatorInput, &supervisor};
+    return {&control, &rs485, &panel, &clockChip, &network, &drives, &usb, &processes, &operatorInput, &supervisor};
 }
 
 Run VirtualBoard::run(const std::vector<std::string>& toolArguments) {
@@ -141,6 +141,8 @@ void VirtualBoard::configure(Section& section) {
     read("network", [this](Section& part) { network.configure(part); });
     read("usb", [this](Section& part) { usb.configure(part); });
     read("drive", [this](Section& part) { drives.configure(part); });
+    read("rs485", [this](Section& part) { rs485.configure(part); });
+    read("panel", [this](Section& part) { panel.configure(part); });
     read("processes", [this](Section& part) { processes.configure(part); });
     read("operator", [this](Section& part) { operatorInput.configure(part); });
     read("supervisor", [this](Section& part) { supervisor.configure(part); });

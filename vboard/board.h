@@ -8,8 +8,10 @@
 #include "vboard/devices/control_device.h"
 #include "vboard/devices/drives.h"
 #include "vboard/devices/network.h"
+#include "vboard/devices/front_panel.h"
 #include "vboard/devices/operator_input.h"
 #include "vboard/devices/processes.h"
+#include "vboard/devices/rs485_bus.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/devices/supervisor.h"
 #include "vboard/devices/usb_ports.h"
@@ -59,6 +61,8 @@ class VirtualBoard {
     Network network;
     UsbPorts usb;
     Drives drives;
+    Rs485Bus rs485{rs485Switches};
+    FrontPanel panel;
     Processes processes;
     OperatorInput operatorInput;
     Supervisor supervisor;

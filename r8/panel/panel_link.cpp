@@ -40,12 +40,6 @@ PanelCommand PanelCommandTable[panelCommandCount] = {
     command(0x40), command(0x10),       command(0x11), command(0x12), command(0x13),
 };
 
-const char* const PanelKeyNames[panelKeyCount] = {
-    "AN0",  "AN1",  "AN2",  "AN3",  "AN4",  "AN5",  "AN6", "AN7", "AN8",   "AN9",   "MENU",  "ESC",  "EDIT",
-    "A",    "VOIP", "PLAY", "REC",  "PAN",  "INFO", "#",   "UP",  "DOWN",  "LEFT",  "RIGHT", "AN10", "AN11",
-    "AN12", "AN13", "AN14", "AN15", "AN16", "",     "",    "",    "ENTER", "POWER", "F1",    "F2",
-};
-
 std::atomic<int> panelFd{-1};
 pthread_t panelHbThreadId;
 

@@ -17,14 +17,10 @@ struct PanelCommand {
 };
 
 constexpr int panelCommandCount = 20;
-constexpr int panelKeyCount = 38;
 constexpr int panelFrameBytes = 16;  // room for any frame to the panel
 
 // The panel's commands. Entry 4 keeps the last argument of SendPanelCommand4, in byte 3 of its payload.
 extern PanelCommand PanelCommandTable[panelCommandCount];
-
-// The keys' names by key code; "" where no key has the code.
-extern const char* const PanelKeyNames[panelKeyCount];
 
 // The open panel port, or -1. Heartbeat threads read it: give up an open port with ClosePanelPort only.
 extern std::atomic<int> panelFd;

@@ -132,7 +132,9 @@ void Session::completeWait(Task& task, int error, int signal) {
     TraceEntry& entry = result_.trace[task.traceIndex];
     entry.result = task.reply.result;
     entry.error = task.reply.error;
-    entry.data.assign(task.reply.data, task.reply.data + task.reply.size);
+    if (task.reply.size != 0) {
+        entry.data.assign(task.reply.data, task.reply.data + task.reply.size);
+    }
     replyLater(task);
 }
 

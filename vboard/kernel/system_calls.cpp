@@ -307,8 +307,7 @@ std::optional<Wait> SystemCalls::answerFile(Context& context) {
         case Call::pread:
             return read(context);
         case Call::write:
-            write(context);
-            break;
+            return write(context);
         case Call::lseek:
             seek(context);
             break;
@@ -357,13 +356,25 @@ std::optional<Wait> SystemCalls::read(Context& context) {
     return Wait{[&file] { return file.node->readable(); }, std::nullopt, finish};
 }
 
-void SystemCalls::write(Context& context) {
+std::optional<Wait> SystemCalls::write(Context& context) {
     OpenFile& file = *context.file;
-    if (!file.node->writable()) {
-        put(context.reply, context.entry, Result::failure(EAGAIN));
-        return;
+    const std::span<const std::uint8_t> sent = sentData(context.request);
+    if (file.node->writable()) {
+        put(context.reply, context.entry, file.node->write(file, sent));
+        const Time duration = file.node->writeDuration();
+        if (duration.count() == 0) {
+            return std::nullopt;
+        }
+        return Wait{nullptr, machine_.clock.now() + duration, [](wire::Reply&) {}};
     }
-    put(context.reply, context.entry, file.node->write(file, sentData(context.request)));
+    if ((file.flags & O_NONBLOCK) != 0) {
+        put(context.reply, context.entry, Result::failure(EAGAIN));
+        return std::nullopt;
+    }
+    return Wait{[&file] { return file.node->writable(); }, std::nullopt,
+                [&file, bytes = std::vector(sent.begin(), sent.end())](wire::Reply& reply) {
+                    reply.result = file.node->writable() ? file.node->write(file, bytes).value : 0;
+                }};
 }
 
 void SystemCalls::seek(Context& context) {

@@ -41,11 +41,11 @@ class SystemCalls {
     void openDirectory(Context& context);
     void readDirectory(Context& context);
     void ioctl(Context& context);
-    void write(Context& context);
     void seek(Context& context);
     void runCommand(Context& context);
     void fileSystem(Context& context);
     std::optional<Wait> read(Context& context);
+    std::optional<Wait> write(Context& context);
     std::optional<Wait> select(Context& context);
     std::optional<Wait> sleep(Context& context);
     void addFile(Context& context, OpenFile file);

@@ -1,0 +1,306 @@
+// The RS485 port: the exchange with the test device, reply by reply, and the loop-back with its two
+// processes.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+
+#include "tests/run_module.h"
+
+using namespace std::chrono_literals;
+using vboard::SerialLine;
+using vboard::TestDeviceAnswer;
+using vboard::Time;
+using vboard::VirtualBoard;
+using Bytes = std::vector<std::uint8_t>;
+
+namespace {
+
+const Bytes goodReply = vboard::goodAnswer();
+constexpr char notTaken[] = "RS485匹配数据失败";
+constexpr char tooManyZeros[] = "read 0 more than 10 times, return false";
+
+int count(const std::string& text, const std::string& part) {
+    int found = 0;
+    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
+        ++found;
+    }
+    return found;
+}
+
+std::string trial(int number, bool passed) {
+    return "RS485第 " + std::to_string(number) + (passed ? " 次测试成功" : " 次测试失败");
+}
+
+std::string totals(int successes, int failures) {
+    return "RS485测试成功次数为 " + std::to_string(successes) + "，错误次数为 " + std::to_string(failures) +
+           "\n" + (successes == 3 && failures == 0 ? "485测试成功\n" : "485测试失败\n");
+}
+
+// One exchange whose last trial gets this answer, after two good ones; passed says how it went. Returns what
+// was printed for that trial.
+std::string lastTrial(const TestDeviceAnswer& answer, bool* passed, std::size_t receiveTrigger = 1) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.rs485.answers = {TestDeviceAnswer(), TestDeviceAnswer(), answer};
+    board.rs485.line.receiveTrigger = receiveTrigger;
+    const vboard::Run run = runModule(board, {"rs485ExchangeTest"});
+    const std::string start = trial(1, true) + trial(2, true);
+    const std::string text = run.console();
+    *passed = text.ends_with(trial(3, true) + totals(3, 0));
+    EXPECT_TRUE(*passed || text.ends_with(trial(3, false) + totals(2, 1))) << text;
+    EXPECT_THAT(text, testing::StartsWith(start));
+    EXPECT_EQ(board.rs485.frames.size(), 6U);
+    EXPECT_EQ(board.rs485.badFrames + board.rs485.bytesNotDriven, 0U);
+    EXPECT_FALSE(board.rs485Switches.transmitterOn || board.rs485Switches.receiverOn);
+    EXPECT_TRUE(run.openAtEnd.empty());
+    return text.substr(start.size(), text.find("RS485第 3") - start.size());
+}
+
+}  // namespace
+
+TEST(Rs485Exchange, AGoodDeviceGetsSixFramesAndPasses) {
+    VirtualBoard board = VirtualBoard::healthy();
+    const vboard::Run run = board.run({"netR8test"});
+    EXPECT_THAT(run.console(), testing::HasSubstr(trial(1, true) + trial(2, true) + trial(3, true) +
+                                                  "RS485测试成功次数为 3，错误次数为 0\n"));
+    EXPECT_THAT(run.records(), testing::Contains("485测试成功\n"));
+    const Bytes stop = {0xB5, 0x01, 0x14, 0x00, 0x00, 0x00, 0x00, 0xCA};
+    const Bytes frames[] = {{0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBE}, stop,
+                            {0xB5, 0x01, 0x09, 0x00, 0x03, 0x00, 0x00, 0xC2}, stop,
+                            {0xB5, 0x01, 0x08, 0x00, 0x01, 0x00, 0x00, 0xBF}, stop};
+    ASSERT_EQ(board.rs485.frames.size(), 6U);
+    for (std::size_t i = 0; i < 6; ++i) {
+        EXPECT_EQ(board.rs485.frames[i].bytes, frames[i]);
+    }
+    EXPECT_EQ(board.rs485.badFrames + board.rs485.bytesNotDriven + board.rs485.bytesNotHeard, 0U);
+    EXPECT_FALSE(board.rs485Switches.transmitterOn || board.rs485Switches.receiverOn);
+}
+
+TEST(Rs485Exchange, EachKindOfReplyHasItsVerdict) {
+    const struct {
+        Bytes bytes;
+        unsigned zeros;
+        bool passes;
+        std::string says;
+    } cases[] = {
+        {goodReply, 9, true, ""},
+        {goodReply, 10, false, tooManyZeros},
+        {{0x55, 0xBB, 0x20, 0x12, 0x11, 0x22}, 0, false, ""},              // an attempt per byte
+        {{0x55, 0xAA, 0xBB, 0x20, 0x12, 0x11, 0x22}, 0, true, ""},         // the second attempt
+        {{0x55, 0x66, 0xAA, 0xBB, 0x20, 0x12, 0x11, 0x22}, 0, false, ""},  // there is no third
+        {{0xAA, 0x01, 0x01, 0x01, 0x01, 0x01, 0xAA, 0xBB, 0x20, 0x12, 0x11, 0x22},
+         0,
+         true,
+         std::string(notTaken) + notTaken + notTaken + notTaken + notTaken},
+    };
+    for (const auto& row : cases) {
+        bool passed = false;
+        EXPECT_EQ(lastTrial({row.bytes, row.zeros}, &passed, 16), row.says);
+        EXPECT_EQ(passed, row.passes) << vboard::hexText(row.bytes.data(), row.bytes.size());
+    }
+    bool passed = true;
+    EXPECT_EQ(count(lastTrial({{}}, &passed), "read select timeout["), 2);
+    EXPECT_FALSE(passed);
+}
+
+// A byte of 0 in the lead's place is skipped as one that the bus idles into; any other is dropped.
+TEST(Rs485Exchange, NoDamagedLeadIsTaken) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.settings.timeLimit = 10h;
+    for (int change = 1; change < 256; ++change) {
+        Bytes reply = goodReply;
+        reply[0] = static_cast<std::uint8_t>(reply[0] ^ change);
+        board.rs485.answers.insert(board.rs485.answers.end(), {{}, {}, {reply}});
+    }
+    const vboard::Run run = runModule(board, {"rs485ExchangeTest", "255"});
+    EXPECT_EQ(count(run.console(), totals(2, 1)), 255);
+}
+
+TEST(Rs485Exchange, NoDamagedByteAndNoMissingByteIsTaken) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.settings.timeLimit = 10h;
+    for (std::size_t place = 1; place < goodReply.size(); ++place) {
+        for (int change = 1; change < 256; ++change) {
+            Bytes reply = goodReply;
+            reply[place] = static_cast<std::uint8_t>(reply[place] ^ change);
+            board.rs485.answers.push_back({reply});
+        }
+    }
+    const vboard::Run run = runModule(board, {"rs485ExchangeTest", "425"});
+    EXPECT_EQ(count(run.console(), totals(0, 3)), 425);
+    EXPECT_EQ(count(run.console(), notTaken), 1275);
+
+    for (std::size_t length = 1; length < goodReply.size(); ++length) {
+        bool passed = true;
+        (void)lastTrial({Bytes(goodReply.begin(), goodReply.begin() + static_cast<std::ptrdiff_t>(length))},
+                        &passed);
+        EXPECT_FALSE(passed) << length;
+    }
+}
+
+TEST(Rs485Exchange, RepliesJustBeforeAndJustAfterEachLimit) {
+    const Time byte = SerialLine::otherEndCharacterTime;
+    const Time sent = 8 * byte;           // the frame, from write to its last bit
+    const Time listening = 20ms - sent;   // after that: 10 ms of settling twice, then the receiver
+    const Time armed = listening + 10ms;  // the first wait
+    const Time secondEnd = armed + 2s + 1s + 10ms + 2s;
+    const Time cost = 1ms;  // of the requests in between, at most
+    const struct {
+        TestDeviceAnswer answer;
+        bool passes;
+    } cases[] = {
+        {{goodReply, 0, listening - byte - 100us}, false},  // the lead comes before the receiver is on
+        {{goodReply, 0, listening - byte + cost}, true},   {{goodReply, 0, armed + 2s - byte - 100us}, true},
+        {{goodReply, 0, armed + 2s - byte + cost}, true},  // by the second attempt
+        {{goodReply, 0, secondEnd - byte - 100us}, true},  {{goodReply, 0, secondEnd - byte + cost}, false},
+    };
+    for (const auto& row : cases) {
+        bool passed = false;
+        (void)lastTrial(row.answer, &passed);
+        EXPECT_EQ(passed, row.passes) << row.answer.after.count();
+    }
+    const Time slack = 10ms - 5 * byte;  // between the lead and the read of the other five
+    for (std::size_t split = 1; split < goodReply.size(); ++split) {
+        for (const bool inTime : {true, false}) {
+            bool passed = !inTime;
+            (void)lastTrial({goodReply, 0, 30ms, split, inTime ? slack - 100us : slack + 200us}, &passed);
+            EXPECT_EQ(passed, inTime) << split;
+        }
+    }
+}
+
+TEST(Rs485Exchange, AFailedSendCountsAndMayLeaveTheTransmitterOn) {
+    for (unsigned nth = 1; nth <= 6; ++nth) {
+        for (const int error : {EIO, EINTR}) {
+            VirtualBoard board = VirtualBoard::healthy();
+            board.settings.faults = {{"write", "/dev/ttyS1", nth, false, error}};
+            const vboard::Run run = runModule(board, {"rs485ExchangeTest"});
+            const bool isCommand = nth % 2 == 1;
+            EXPECT_THAT(run.console(), testing::HasSubstr(totals(isCommand ? 2 : 3, 1)));
+            EXPECT_EQ(count(run.console(), error == EIO ? "write error: Input/output error\n"
+                                                        : "errno = EINTR, error = Interrupted system call\n"),
+                      1);
+            EXPECT_EQ(board.rs485Switches.transmitterOn, nth >= 5) << nth;  // nothing is sent after it
+        }
+    }
+    VirtualBoard board = VirtualBoard::healthy();
+    board.rs485.line.transmitQueueBytes = 4;  // and one that is being sent: each write is cut short
+    const vboard::Run run = runModule(board, {"rs485ExchangeTest"});
+    EXPECT_THAT(run.console(), testing::EndsWith(totals(0, 3)));
+    EXPECT_EQ(count(run.console(), "write RS485 error:["), 3);
+}
+
+TEST(Rs485Exchange, WhatIsMissingIsNamed) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.rs485.present = false;
+    EXPECT_EQ(runModule(board, {"rs485ExchangeTest"}).console(), "设备 /dev/ttyS1 不存在\n");
+    board.rs485.present = true;
+    board.control.present = false;
+    const vboard::Run run = runModule(board, {"rs485ExchangeTest"});
+    EXPECT_THAT(run.console(), testing::EndsWith(totals(0, 3)));
+    EXPECT_GT(count(run.console(), "open ZORIO failed\n"), 6);
+    EXPECT_EQ(board.rs485.bytesNotDriven, 48U);
+
+    const std::pair<unsigned, const char*> reads[] = {{1, ""}, {2, "RS485接收失败,Input/output error\n"}};
+    for (const auto& [nth, says] : reads) {
+        VirtualBoard faulty = VirtualBoard::healthy();
+        faulty.settings.faults = {{"read", "/dev/ttyS1", nth}};
+        faulty.rs485.answers = {{goodReply, 0, 30ms}};  // no byte ends while the receiver is off in between
+        const std::string text = runModule(faulty, {"rs485ExchangeTest"}).console();
+        EXPECT_THAT(text, testing::StartsWith(says + trial(1, nth == 1)));
+    }
+}
+
+namespace {
+
+const std::string boardLine = "设备网卡个数(2)\n";
+constexpr char complete[] = "正确:    1024字节  \n错误:    0字节 \n";
+constexpr char writerGaveUp[] = "no more data can write in 5 seconds,exit \n";
+
+std::string incomplete(int matched, int mismatched) {
+    return "发送  " + std::to_string(matched) + "字节成功\n    " + std::to_string(mismatched) + "字节失败 \n";
+}
+
+}  // namespace
+
+TEST(Rs485Loopback, EachLineOnceWhateverStandardOutputIs) {
+    using vboard::OutputKind;
+    for (const OutputKind kind : {OutputKind::pipe, OutputKind::file, OutputKind::terminal}) {
+        for (const bool closed : {false, true}) {
+            VirtualBoard looped = VirtualBoard::healthy();
+            looped.rs485.hearsItself = !closed;
+            vboard::ToolCommand command = vboard::defaultToolCommand();
+            command.standardOutput = kind;
+            command.arguments = {"-o", "4", "2"};
+            const vboard::Run run = looped.run(command);
+            const std::string report = closed ? incomplete(0, 0) : complete;
+            EXPECT_EQ(run.console(), boardLine + "\n第1次测试\n" + report + "\n第2次测试\n" + report);
+            EXPECT_EQ(run.beeps(), closed ? 4 : 0);
+            EXPECT_EQ(run.exitStatus(), 0) << run.errors;
+            EXPECT_TRUE(looped.rs485Switches.transmitterOn && looped.rs485Switches.receiverOn);
+        }
+    }
+}
+
+TEST(Rs485Loopback, ADamagedByteCondemnsItsChunk) {
+    for (const unsigned place : {1U, 2U, 500U, 1024U}) {
+        for (const int chunk : {1, 8}) {
+            VirtualBoard looped = VirtualBoard::healthy();
+            looped.rs485.corruptedByte = place;
+            looped.rs485.line.receiveTrigger = static_cast<std::size_t>(chunk);
+            const vboard::Run run = looped.run({"-o", "4"});
+            EXPECT_EQ(run.console(), boardLine + incomplete(1024 - chunk, chunk)) << place;
+            EXPECT_EQ(run.beeps(), 2);
+        }
+    }
+}
+
+// A line that goes on just fast enough for each single wait must not carry either side beyond its 5 s.
+TEST(Rs485Loopback, BudgetsEndBothSides) {
+    for (const bool writesBack : {true, false}) {
+        VirtualBoard slow = VirtualBoard::healthy();
+        slow.settings.selectWritesBack = writesBack;
+        slow.rs485.line.transmitQueueBytes = 4;
+        slow.rs485.line.pauseAfterByte = 2s;
+        const vboard::Run run = slow.run({"-o", "4"});
+        EXPECT_THAT(run.console(),
+                    testing::AllOf(testing::HasSubstr(writerGaveUp), testing::HasSubstr(incomplete(3, 0))));
+        const Time taken = run.requests("ZORIO_SET_BUZZER").at(0).at - run.requests("fork").at(0).at;
+        EXPECT_NEAR(static_cast<double>(taken.count()), 5e9, 2e6);
+        EXPECT_LT(run.elapsed - run.requests("fork").at(0).at, 7s);  // the writer too
+        EXPECT_EQ(run.exitStatus(), 0);
+    }
+}
+
+TEST(Rs485Loopback, AnInterruptEndsTheWriterAndNotTheReader) {
+    VirtualBoard looped = VirtualBoard::healthy();
+    looped.settings.interrupts = {12500ms};
+    const vboard::Run run = looped.run({"-o", "4"});
+    EXPECT_EQ(run.signal(), SIGINT);
+    EXPECT_EQ(run.console(), boardLine + complete);
+    EXPECT_EQ(run.errors, "read select(): Interrupted system call\n");
+}
+
+TEST(Rs485Loopback, FailuresBeforeTheTransfer) {
+    const struct {
+        const char* request;
+        const char* where;
+        int status;
+        std::string says;
+        const char* errors;
+    } cases[] = {
+        {"open", "/dev/ttyS1", 255, "open /dev/ttyS1 failed\n", ""},
+        {"tcsetattr", "", 255, "tcsetattr failed", ""},
+        {"fork", "", 0, "", "fork: Input/output error\n"},
+    };
+    for (const auto& row : cases) {
+        VirtualBoard faulty = VirtualBoard::healthy();
+        faulty.settings.faults = {{row.request, row.where}};
+        const vboard::Run run = faulty.run({"-o", "4"});
+        EXPECT_EQ(run.exitStatus(), row.status);
+        EXPECT_EQ(run.console(), boardLine + row.says);
+        EXPECT_EQ(run.errors, row.errors);
+    }
+}
