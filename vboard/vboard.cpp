@@ -48,6 +48,7 @@ class Screen {
     void endLine() {
         if (!options_.raw && !atLineStart_) {
             (void)std::fputc('\n', stream_);
+            (void)std::fflush(stream_);
         }
     }
 

@@ -14,7 +14,6 @@ enum class Call : std::uint32_t {
     startThread,   // the reply passes the new task's connection (SCM_RIGHTS)
     startProcess,  // likewise
     sleep,         // arguments: nanoseconds
-    clock,         // result: nanoseconds since the epoch; argument 0: 1 for the monotonic clock
     setuid,        // arguments: user id
     system,        // data: command
     chdir,         // data: path
@@ -57,6 +56,8 @@ struct Request {
 
 struct Reply {
     std::int64_t result;
+    std::int64_t now;    // virtual time, nanoseconds since the start of the run
+    std::int64_t epoch;  // what the start of the run is for time(2), seconds
     std::int64_t values[3];
     std::int32_t error;   // errno, 0 for success
     std::int32_t signal;  // raised by the task before it goes on, 0 for none
@@ -67,7 +68,7 @@ struct Reply {
 
 constexpr std::size_t requestHeaderBytes = offsetof(Request, data);
 constexpr std::size_t replyHeaderBytes = offsetof(Reply, data);
-static_assert(requestHeaderBytes == 40 && replyHeaderBytes == 48, "same layout on 32 and 64 bits");
+static_assert(requestHeaderBytes == 40 && replyHeaderBytes == 64, "same layout on 32 and 64 bits");
 
 // The requests as the board sees them where 32-bit and 64-bit kernels differ in code or in width; the
 // preload library translates. The size goes over the wire as 64 bits for both.

@@ -145,6 +145,8 @@ void Session::send(Task& task, int passedDescriptor) {
         return;
     }
     task.reply.signal = task.pendingSignal != 0 ? std::exchange(task.pendingSignal, 0) : task.reply.signal;
+    task.reply.now = machine_.clock.now().count();
+    task.reply.epoch = machine_.epoch.count();
     iovec part = {&task.reply, wire::replyHeaderBytes + task.reply.size};
     alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
     msghdr message = {};

@@ -13,10 +13,10 @@ namespace {
 using wire::Call;
 
 constexpr const char* callNames[wire::callCount] = {
-    "pthread_create", "fork",      "sleep",     "clock",   "setuid", "system", "chdir",     "access",
-    "mkdir",          "mount",     "umount",    "statfs",  "uname",  "socket", "open",      "opendir",
-    "readdir",        "close",     "read",      "pread",   "write",  "lseek",  "fdatasync", "ioctl",
-    "select",         "tcgetattr", "tcsetattr", "tcdrain", "tcflush"};
+    "pthread_create", "fork",    "sleep",  "setuid",    "system",    "chdir",   "access",
+    "mkdir",          "mount",   "umount", "statfs",    "uname",     "socket",  "open",
+    "opendir",        "readdir", "close",  "read",      "pread",     "write",   "lseek",
+    "fdatasync",      "ioctl",   "select", "tcgetattr", "tcsetattr", "tcdrain", "tcflush"};
 
 // The n-th text of a request's data, each ended by a NUL.
 std::string textOf(const wire::Request& request, int n = 0) {
@@ -158,12 +158,6 @@ std::optional<Wait> SystemCalls::answer(Context& context) {
             break;  // the session starts it
         case Call::sleep:
             return sleep(context);
-        case Call::clock:
-            reply.result = machine_.clock.now().count();
-            if (request.arguments[0] == 0) {
-                reply.result += std::chrono::nanoseconds(machine_.epoch).count();
-            }
-            break;
         case Call::setuid:
             if (machine_.services.setuidError != 0) {
                 put(reply, context.entry, Result::failure(machine_.services.setuidError));

@@ -24,6 +24,8 @@
 
 using vboard::preload::Exchange;
 using vboard::preload::isHostDescriptor;
+using vboard::preload::monotonicNanoseconds;
+using vboard::preload::wallClockNanoseconds;
 using vboard::wire::Call;
 
 namespace {
@@ -230,8 +232,7 @@ int usleep(useconds_t microseconds) {
 }
 
 time_t time(time_t* result) noexcept {
-    const auto seconds =
-        static_cast<time_t>(Exchange(Call::clock).argument(0, 0).perform() / nanosecondsPerSecond);
+    const auto seconds = static_cast<time_t>(wallClockNanoseconds() / nanosecondsPerSecond);
     if (result != nullptr) {
         *result = seconds;
     }
@@ -239,7 +240,7 @@ time_t time(time_t* result) noexcept {
 }
 
 int clock_gettime(clockid_t id, timespec* result) noexcept {
-    const std::int64_t now = Exchange(Call::clock).argument(0, id == CLOCK_REALTIME ? 0 : 1).perform();
+    const std::int64_t now = id == CLOCK_REALTIME ? wallClockNanoseconds() : monotonicNanoseconds();
     result->tv_sec = static_cast<time_t>(now / nanosecondsPerSecond);
     result->tv_nsec = static_cast<long>(now % nanosecondsPerSecond);
     return 0;

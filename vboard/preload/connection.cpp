@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace vboard::preload {
@@ -22,7 +23,10 @@ constexpr int mostConnections = 64;
 constexpr int boardGoneStatus = 70;
 
 thread_local int ownConnection = -1;
+thread_local bool mayStart = false;
 int passedConnection = -1;
+std::atomic<std::int64_t> lastNow{0};
+std::atomic<std::int64_t> lastEpoch{0};
 bool isOpen[mostConnections];
 
 [[noreturn]] void stop(const char* why) {
@@ -66,9 +70,20 @@ void receiveReply(wire::Reply& reply) {
     if (received < static_cast<ssize_t>(wire::replyHeaderBytes)) {
         stop("vboard: the virtual board has gone\n");
     }
+    lastNow = reply.now;
+    lastEpoch = reply.epoch;
     const int descriptor = passedDescriptor(message);
     if (descriptor != -1) {
         passedConnection = moveUp(descriptor);
+    }
+}
+
+void awaitPermission() {
+    wire::Reply permission;
+    receiveReply(permission);
+    mayStart = true;
+    if (permission.signal != 0) {
+        (void)raise(permission.signal);
     }
 }
 
@@ -109,6 +124,9 @@ std::int64_t Exchange::perform() {
     if (ownConnection == -1) {
         startFirstTask();
     }
+    if (!mayStart) {
+        awaitPermission();
+    }
     if (send(ownConnection, &request, wire::requestHeaderBytes + request.size, MSG_NOSIGNAL) == -1) {
         stop("vboard: the virtual board has gone\n");
     }
@@ -123,6 +141,15 @@ std::int64_t Exchange::perform() {
     return reply.result;
 }
 
+std::int64_t monotonicNanoseconds() {
+    return lastNow;
+}
+
+std::int64_t wallClockNanoseconds() {
+    constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+    return lastEpoch * nanosecondsPerSecond + lastNow;
+}
+
 bool isHostDescriptor(int descriptor) {
     return descriptor == STDOUT_FILENO || descriptor == STDERR_FILENO;
 }
@@ -133,11 +160,7 @@ int takePassedConnection() {
 
 void becomeTask(int connection) {
     ownConnection = connection;
-    wire::Reply permission;
-    receiveReply(permission);
-    if (permission.signal != 0) {
-        (void)raise(permission.signal);
-    }
+    mayStart = false;
 }
 
 void dropInheritedConnections() {

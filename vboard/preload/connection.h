@@ -24,13 +24,19 @@ struct Exchange {
     std::int64_t perform();
 };
 
+// Virtual time, as of the process's last reply: asking for it takes none. Sanitizers' run-times ask too, in
+// the middle of starting a thread.
+std::int64_t monotonicNanoseconds();
+std::int64_t wallClockNanoseconds();
+
 // Standard output and error are real: they lead to whoever started the board.
 bool isHostDescriptor(int descriptor);
 
 // The connection that came with the last reply to startThread or startProcess.
 int takePassedConnection();
 
-// Makes the connection this task's own and waits for its permission to start.
+// Makes the connection this task's own. Its first request waits for the permission to start: not earlier, for
+// a sanitizer's run-time in the parent may wait for the new thread to come up.
 void becomeTask(int connection);
 
 // In a forked child: drops the parent's connections, so that the board sees its tasks end when they end.
