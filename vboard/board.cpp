@@ -81,7 +81,11 @@ bool Run::anyRefused() const {
 }
 
 std::vector<Device*> VirtualBoard::devices() {
-    return {&control, &processes, &operatorInput, &supervisor};
+    std::vector<Device*> all = {&control, &processes, &firmware, &operatorInput, &supervisor};
+    for (PortMultiplier& chip : chips) {
+        all.push_back(&chip);
+    }
+    return all;
 }
 
 Run VirtualBoard::run(const std::vector<std::string>& toolArguments) {
@@ -117,10 +121,23 @@ void VirtualBoard::configure(Section& section) {
     read("cpld", [this](Section& part) { control.configureCpld(part); });
     read("control", [this](Section& part) { control.configure(part); });
     read("alarm", [this](Section& part) { alarm.configure(part); });
+    read("firmwareImage", [this](Section& part) { firmware.configure(part); });
+    configureChips(section);
     read("processes", [this](Section& part) { processes.configure(part); });
     read("operator", [this](Section& part) { operatorInput.configure(part); });
     read("supervisor", [this](Section& part) { supervisor.configure(part); });
     read("fault", [this](Section& part) { configureFaults(part); });
+}
+
+// The chips of a scenario replace those of its base.
+void VirtualBoard::configureChips(Section& section) {
+    if (section.has("portMultiplier")) {
+        chips.clear();
+    }
+    for (Section& part : section.sections("portMultiplier")) {
+        chips.emplace_back().configure(part, firmware.content ? &*firmware.content : nullptr);
+        part.finish();
+    }
 }
 
 void VirtualBoard::configureRun(Section& section) {

@@ -1,11 +1,14 @@
 #pragma once
 
+#include <deque>
 #include <string>
 #include <vector>
 
 #include "vboard/devices/alarm_fixture.h"
 #include "vboard/devices/control_device.h"
+#include "vboard/devices/firmware_image.h"
 #include "vboard/devices/operator_input.h"
+#include "vboard/devices/port_multiplier.h"
 #include "vboard/devices/processes.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/devices/supervisor.h"
@@ -48,6 +51,8 @@ class VirtualBoard {
     AlarmFixture alarm;
     Rs485Switches rs485Switches;
     ControlDevice control{alarm, rs485Switches};
+    FirmwareImageFile firmware;
+    std::deque<PortMultiplier> chips;
     Processes processes;
     OperatorInput operatorInput;
     Supervisor supervisor;
@@ -72,6 +77,7 @@ class VirtualBoard {
 
   private:
     std::vector<Device*> devices();
+    void configureChips(Section& section);
     void configureFaults(Section& section);
     void configureRun(Section& section);
 };
