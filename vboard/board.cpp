@@ -100,7 +100,27 @@ bool Run::anyRefused() const {
 }
 
 std::vector<Device*> VirtualBoard::devices() {
-    return {&control, &rs485, &panel, &clockChip, &network, &drives, &usb, &processes, &operatorInput, &supervisor};
+    std::vector<Device*> all = {&control, &rs485,    &panel,     &clockChip,     &network,   &drives,
+                                &usb,     &firmware, &processes, &operatorInput, &supervisor};
+    for (PortMultiplier& chip : chips) {
+        all.push_back(&chip);
+    }
+    return all;
+}
+
+// On a board with port multipliers no drive is anywhere else.
+void VirtualBoard::plugDrivesIntoChips() {
+    for (auto& [name, drive] : drives.drives) {
+        drive.absent = drive.absent || drive.portMultiplier || !chips.empty();
+        drive.portMultiplier = nullptr;  // of a chip that a former run had
+    }
+    for (PortMultiplier& chip : chips) {
+        for (const std::string& letter : chip.disks) {
+            Drive& drive = drives["sd" + letter];
+            drive.absent = false;
+            drive.portMultiplier = [&chip](const IoctlRequest& request) { return chip.pmprw(request); };
+        }
+    }
 }
 
 Run VirtualBoard::run(const std::vector<std::string>& toolArguments) {
@@ -114,6 +134,7 @@ Run VirtualBoard::run(const ToolCommand& command) {
     machine.epoch = epoch;
     machine.services.setuidError = setuidError;
     machine.services.kernelRelease = kernelRelease;
+    plugDrivesIntoChips();
     for (Device* device : devices()) {
         device->plugIn(machine);
     }
@@ -143,10 +164,23 @@ void VirtualBoard::configure(Section& section) {
     read("drive", [this](Section& part) { drives.configure(part); });
     read("rs485", [this](Section& part) { rs485.configure(part); });
     read("panel", [this](Section& part) { panel.configure(part); });
+    read("firmwareImage", [this](Section& part) { firmware.configure(part); });
+    configureChips(section);
     read("processes", [this](Section& part) { processes.configure(part); });
     read("operator", [this](Section& part) { operatorInput.configure(part); });
     read("supervisor", [this](Section& part) { supervisor.configure(part); });
     read("fault", [this](Section& part) { configureFaults(part); });
+}
+
+// The chips of a scenario replace those of its base.
+void VirtualBoard::configureChips(Section& section) {
+    if (section.has("portMultiplier")) {
+        chips.clear();
+    }
+    for (Section& part : section.sections("portMultiplier")) {
+        chips.emplace_back().configure(part, firmware.content ? &*firmware.content : nullptr);
+        part.finish();
+    }
 }
 
 void VirtualBoard::configureRun(Section& section) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <deque>
 #include <string>
 #include <vector>
 
@@ -7,9 +8,11 @@
 #include "vboard/devices/clock_chip.h"
 #include "vboard/devices/control_device.h"
 #include "vboard/devices/drives.h"
-#include "vboard/devices/network.h"
+#include "vboard/devices/firmware_image.h"
 #include "vboard/devices/front_panel.h"
+#include "vboard/devices/network.h"
 #include "vboard/devices/operator_input.h"
+#include "vboard/devices/port_multiplier.h"
 #include "vboard/devices/processes.h"
 #include "vboard/devices/rs485_bus.h"
 #include "vboard/devices/rs485_switches.h"
@@ -63,6 +66,8 @@ class VirtualBoard {
     Drives drives;
     Rs485Bus rs485{rs485Switches};
     FrontPanel panel;
+    FirmwareImageFile firmware;
+    std::deque<PortMultiplier> chips;
     Processes processes;
     OperatorInput operatorInput;
     Supervisor supervisor;
@@ -88,6 +93,8 @@ class VirtualBoard {
 
   private:
     std::vector<Device*> devices();
+    void plugDrivesIntoChips();
+    void configureChips(Section& section);
     void configureFaults(Section& section);
     void configureRun(Section& section);
 };
