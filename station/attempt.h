@@ -41,7 +41,7 @@ class Attempt {
     void appendStream(std::string_view bytes);
     void appendLine(const Line& line);
 
-    // Writes record.json and junit.xml for good. Throws std::system_error.
+    // Writes record.json and junit.xml in place of what was there. Throws std::system_error.
     void finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, bool torn);
 
     const std::filesystem::path& folder() const { return directory; }

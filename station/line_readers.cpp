@@ -199,8 +199,8 @@ void readSataLine(Item& item, std::string_view line) {
         if (nameEnd == std::string_view::npos) {
             item.checked = true;
             item.measured["drives"].push_back({{"device", line}});
-        } else {
-            item.measured["missing"].push_back(line);
+        } else if (line.ends_with("不存在")) {
+            item.measured["missing"].push_back(line.substr(0, nameEnd));
         }
     }
     const size_t colon = line.find(':');

@@ -22,8 +22,9 @@ class LiveView {
     void showStatus(double now);  // elapsed and remaining time
     void showVerdict(const AttemptInfo& info, const TestRun& run, const std::string& recordPath);
 
-  private:
     void eraseStatus();
+
+  private:
     std::string statusText(double now) const;
     std::string titleOf(std::string_view name, std::string_view title) const;
 

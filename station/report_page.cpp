@@ -27,7 +27,7 @@ h1{font-size:1.6rem;margin:.2rem 0 1.2rem}h2{font-size:1.15rem;margin:2rem 0 .6r
 .tiles{display:flex;flex-wrap:wrap;gap:.8rem}
 .tile{background:#fff;border:1px solid #dde1e7;border-radius:8px;padding:.7rem 1.1rem;min-width:8.5rem}
 .tile b{display:block;font-size:1.6rem;line-height:1.2}.tile span,.quiet{color:#5d6b7b}
-table{border-collapse:collapse;width:100%;background:#fff;border:1px solid #dde1e7;border-radius:8px}
+table{border-collapse:collapse;width:100%;background:#fff;border:1px solid #dde1e7;border-radius:8px;margin-bottom:.6rem}
 th,td{text-align:left;padding:.4rem .75rem;border-top:1px solid #e8ebef;vertical-align:top}
 th{color:#5d6b7b;font-weight:500;border-top:0}a{color:#1657a8;text-decoration:none}a:hover{text-decoration:underline}
 .outcome{white-space:nowrap;font-weight:600}.passed{color:#11753b}.failed{color:#b3201f}
@@ -220,7 +220,7 @@ std::string failuresHtml(const std::vector<UnitHistory>& units) {
         return html + "<p class=quiet>No item has failed.</p>\n";
     }
     html += "<table><tr><th>Item<th>Failures<th>Most a day<th>" + escapeHtml(*failures.days.begin()) +
-            " to " + escapeHtml(*failures.days.rbegin()) + ", one bar a day</tr>\n";
+            " to " + escapeHtml(*failures.days.rbegin()) + ", one bar for each day with tests</tr>\n";
     int mostOfAll = 0;
     for (const auto& [name, counts] : failures.perItem) {
         for (const auto& [day, count] : counts) {

@@ -64,9 +64,10 @@ StreamHandlers Session::handlers() {
 
 // The pairs of times were on the screen; the person says whether the board's clock is right.
 std::optional<bool> Session::askAboutClock() const {
-    if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1) {
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1 || !interpreter.run.reasons.empty()) {
         return std::nullopt;
     }
+    giveBackSignals();
     for (const Json& pair : interpreter.run.items[clockItem].measured.value("pairs", Json::array())) {
         std::cout << "  " << pair.value("clock", "") << "   " << pair.value("system", "") << '\n';
     }
@@ -93,6 +94,9 @@ ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
     consoleRest(errors, utf8FromEither);
     TestRun& run = interpreter.run;
     interpreter.finish(now(), end, framer.torn());
+    view.eraseStatus();
+    // Before anybody is asked, and again with the answer: who walks away from the question loses nothing.
+    attempt.finish(run, end, framer.records, framer.torn());
     judgeClock(run, judge, [this] { return askAboutClock(); });
     attempt.finish(run, end, framer.records, framer.torn());
     if (run.reasons.empty()) {

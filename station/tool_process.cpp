@@ -189,6 +189,11 @@ void takeOverSignals() {
     (void)signal(SIGPIPE, SIG_IGN);
 }
 
+void giveBackSignals() {
+    const sigset_t set = stopSignals();
+    (void)sigprocmask(SIG_UNBLOCK, &set, nullptr);
+}
+
 ReportPipe openReportPipe(const std::string& path) {
     makePipeAt(path);
     if (hasReader(path)) {

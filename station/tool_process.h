@@ -26,6 +26,9 @@ struct StreamHandlers {
 // away does neither. Once, before the first of the functions below.
 void takeOverSignals();
 
+// From here on the stop signals end this process again.
+void giveBackSignals();
+
 // The pipe's place is taken; nothing was started and nothing was changed.
 struct PipeRefused : std::runtime_error {
     using std::runtime_error::runtime_error;

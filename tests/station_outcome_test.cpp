@@ -229,7 +229,7 @@ TEST(StationOutcome, measuresWhatTheLinesSay) {
         {alarmItem, R"({"inputs":16,"outputs":4,"checksPassed":5,"checksFailed":0})"},
         {usbItem, R"({"usb3":true,"disks":[{"device":"/dev/msa1","freeMiB":3700}],"expected":1,"found":1})"},
         {sataItem, R"({"expected":1,"drives":[{"device":"/dev/sda","serial":"WD-1234","model":"GREEN 1TB",
-            "firmware":"01.0","capacityGiB":931}],"missing":["/dev/sdf 不存在"],"found":1})"},
+            "firmware":"01.0","capacityGiB":931}],"missing":["/dev/sdf"],"found":1})"},
     };
     for (const auto& [item, json] : values) {
         EXPECT_EQ(run.items[item].measured, Json::parse(json));
