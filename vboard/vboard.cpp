@@ -2,9 +2,13 @@
 
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <system_error>
 
 #include "vboard/board.h"
 #include "vboard/gbk.h"
@@ -23,6 +27,7 @@ struct Options {
     std::vector<std::string> command;
     std::string traceFile;
     std::string fifo;
+    std::string station;
     bool raw = false;
     bool timestamps = false;
     bool realTime = false;
@@ -130,8 +135,53 @@ int sayVerdict(const Run& run) {
     return items.empty() ? 0 : boardFailed;
 }
 
+// The station runs us again, as its tool: it reads the records and keeps them.
+[[noreturn]] void becomeStation(const Options& options, const ToolCommand& command) {
+    namespace fs = std::filesystem;
+    const fs::path self = fs::read_symlink("/proc/self/exe");
+    const std::string station = self.parent_path() / "r8-station";
+    const std::string fifo = fs::absolute(options.station) / "r8.fifo";
+    fs::create_directories(options.station);
+    std::vector<std::string> words = {station,
+                                      "run",
+                                      "--unit",
+                                      fs::path(options.scenario).stem(),
+                                      "--results",
+                                      options.station,
+                                      "--fifo",
+                                      fifo,
+                                      "--clock",
+                                      "auto",
+                                      "--language",
+                                      "en",
+                                      "--",
+                                      self,
+                                      options.scenario,
+                                      "--fifo",
+                                      fifo,
+                                      "--raw",
+                                      "--",
+                                      command.program};
+    if (options.realTime) {
+        words.insert(words.end() - 2, "--real-time");
+    }
+    words.insert(words.end(), command.arguments.begin(), command.arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    (void)execv(argv[0], argv.data());
+    throw std::system_error(errno, std::generic_category(), "can not start " + station);
+}
+
 int launch(const Options& options) {
     VirtualBoard board(options.scenario);
+    const ToolCommand command = toolCommand(options, board);
+    const bool networked = !command.arguments.empty() && command.arguments.front() == "netR8test";
+    if (!options.station.empty() && networked) {
+        becomeStation(options, command);
+    }
     Screen console(stdout, options);
     Screen errors(stderr, options);
     board.settings.realTime = options.realTime;
@@ -144,7 +194,7 @@ int launch(const Options& options) {
             console.show(at, record.substr(std::min(headerBytes, record.size())));
         };
     }
-    const Run run = board.run(toolCommand(options, board));
+    const Run run = board.run(command);
     console.endLine();
     errors.endLine();
     writeTrace(options, run);
@@ -174,6 +224,10 @@ int main(int argc, char** argv) {
     app.add_option("--fifo", options.fifo,
                    "hand the records to the reader of this FIFO instead of showing them")
         ->type_name("PATH");
+    app.add_option(
+           "--station", options.station,
+           "let r8-station supervise a networked run: live view, verdict, and a record below this folder")
+        ->type_name("FOLDER");
     app.add_option("scenario", options.scenario, "board to run on");
     app.add_option("command", options.command, "the tool and its arguments, behind --");
     try {

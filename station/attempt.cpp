@@ -1,0 +1,141 @@
+#include "attempt.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+#include <system_error>
+
+#include "record_files.h"
+
+namespace station {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* historyName = "last-run.json";
+
+Descriptor openForAppending(const fs::path& path) {
+    Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_APPEND | O_CLOEXEC, 0644));
+    if (file.fd < 0) {
+        throw std::system_error(errno, std::generic_category(), path.string());
+    }
+    return file;
+}
+
+int highestNumber(const fs::path& unitFolder) {
+    int highest = 0;
+    for (const fs::directory_entry& entry : fs::directory_iterator(unitFolder)) {
+        const std::string name = entry.path().filename();
+        if (name.find_first_not_of("0123456789") == std::string::npos && name.size() < 9) {
+            highest = std::max(highest, std::stoi(name));
+        }
+    }
+    return highest;
+}
+
+}  // namespace
+
+std::string unitFolderName(const std::optional<std::string>& unit) {
+    if (!unit) {
+        return "@bench";
+    }
+    std::string name;
+    for (const char character : *unit) {
+        const bool plain = isalnum(static_cast<unsigned char>(character)) != 0 ||
+                           (character != '\0' && strchr("-_+=", character) != nullptr) ||
+                           (character == '.' && !name.empty());
+        char encoded[4] = {character, '\0'};
+        if (!plain) {
+            (void)snprintf(encoded, sizeof encoded, "%%%02X", static_cast<unsigned char>(character));
+        }
+        name += encoded;
+    }
+    return name;
+}
+
+Attempt::Attempt(const fs::path& results, AttemptInfo about) : info(std::move(about)) {
+    takeFolder(results / unitFolderName(info.unit));
+    // From here on a kill leaves a record that says what it is.
+    TestRun nothingYet;
+    nothingYet.reasons = {"the station did not come to the end of this attempt"};
+    for (Item& item : nothingYet.items) {
+        item.reason = "no verdict came";
+    }
+    writeAtomically(directory / "record.json", recordJson(info, nothingYet, {}, 0, 0, false));
+    stream = openForAppending(directory / "stream.raw");
+    lines = openForAppending(directory / "lines.txt");
+}
+
+// mkdir decides who gets a number, so two stations on one folder never share an attempt.
+void Attempt::takeFolder(const fs::path& unitFolder) {
+    fs::create_directories(unitFolder);
+    for (info.number = highestNumber(unitFolder) + 1;; ++info.number) {
+        char name[16];
+        (void)snprintf(name, sizeof name, "%04d", info.number);
+        directory = unitFolder / name;
+        if (mkdir(directory.c_str(), 0755) == 0) {
+            return;
+        }
+        if (errno != EEXIST) {
+            throw std::system_error(errno, std::generic_category(), directory.string());
+        }
+    }
+}
+
+// A full disk must not stop the reading: the tool's lines go on to the operator, the record says what is
+// missing.
+void Attempt::append(int fd, std::string_view bytes) {
+    if (!writeAll(fd, bytes) && writeError == 0) {
+        writeError = errno;
+    }
+}
+
+void Attempt::appendStream(std::string_view bytes) {
+    streamBytes += bytes.size();
+    append(stream.fd, bytes);
+}
+
+void Attempt::appendLine(const Line& line) {
+    char head[32];
+    (void)snprintf(head, sizeof head, "%10.3f %-7s ", line.at,
+                   line.source == Source::pipe ? "pipe" : "console");
+    append(lines.fd, head + line.text + "\n");
+}
+
+void Attempt::finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, bool torn) {
+    if (writeError != 0) {
+        run.reasons.push_back(std::string("stream or lines could not be kept: ") + strerror(writeError));
+        run.outcome = Outcome::incomplete;
+    }
+    (void)fsync(stream.fd);  // a disk that fails here fails at the record too, which is checked
+    (void)fsync(lines.fd);
+    writeAtomically(directory / "junit.xml", junitXml(info, run));
+    writeAtomically(directory / "record.json", recordJson(info, run, end, streamBytes, streamRecords, torn));
+}
+
+RunHistory readHistory(const fs::path& results) {
+    std::error_code missing;
+    if (!fs::exists(results / historyName, missing)) {
+        return {};
+    }
+    const Json history = Json::parse(readFile(results / historyName), nullptr, false);
+    if (!history.is_object() || !history.value("steps", Json()).is_number() ||
+        !history.value("seconds", Json()).is_number()) {
+        return {};
+    }
+    return {history["steps"].get<int>(), history["seconds"].get<double>()};
+}
+
+void writeHistory(const fs::path& results, const TestRun& run) {
+    int steps = 0;
+    for (const Step& step : run.steps) {
+        steps = std::max(steps, step.number);
+    }
+    writeAtomically(results / historyName, Json({{"steps", steps}, {"seconds", run.seconds}}).dump() + "\n");
+}
+
+}  // namespace station

@@ -1,0 +1,69 @@
+#pragma once
+
+// One attempt's folder: RESULTS/UNIT/NUMBER, never overwritten.
+//
+//   stream.raw   the bytes of the record stream as they came
+//   lines.txt    one line per operator line: seconds, source, text; appended as they come
+//   record.json  the record (docs/record.schema.json); "incomplete" from the start until the end is written
+//   junit.xml    the items as test cases
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "files.h"
+#include "run.h"
+
+namespace station {
+
+// What is known about an attempt before it starts.
+struct AttemptInfo {
+    std::optional<std::string> unit;  // none on a bench
+    int number = 0;
+    std::string started;  // UTC, ISO 8601
+    std::vector<std::string> command;
+    std::string toolPath;  // empty when there is no tool to look at
+    std::string toolSha256;
+};
+
+// Totals and average times of the runs before, for the live view.
+struct RunHistory {
+    int steps = 0;  // numbered ones; 0: no run yet
+    double seconds = 0;
+};
+
+class Attempt {
+  public:
+    // Takes the unit's next free number and leaves an incomplete record there. Throws std::system_error.
+    Attempt(const std::filesystem::path& results, AttemptInfo info);
+
+    void appendStream(std::string_view bytes);
+    void appendLine(const Line& line);
+
+    // Writes record.json and junit.xml in place of what was there. Throws std::system_error.
+    void finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, bool torn);
+
+    const std::filesystem::path& folder() const { return directory; }
+    const AttemptInfo& about() const { return info; }
+
+  private:
+    void takeFolder(const std::filesystem::path& unitFolder);
+    void append(int fd, std::string_view bytes);
+
+    AttemptInfo info;
+    std::filesystem::path directory;
+    Descriptor stream;
+    Descriptor lines;
+    uint64_t streamBytes = 0;
+    int writeError = 0;  // errno of the first byte that could not be kept
+};
+
+// The unit's name as a folder name: what is neither letter nor digit nor one of "-_+=." is written as %XX.
+// A bench without a unit has the folder "@bench", which no unit has.
+std::string unitFolderName(const std::optional<std::string>& unit);
+
+RunHistory readHistory(const std::filesystem::path& results);
+void writeHistory(const std::filesystem::path& results, const TestRun& run);
+
+}  // namespace station

@@ -1,0 +1,49 @@
+#pragma once
+
+// What the operator sees while the tool runs, and the verdict that stays.
+
+#include <cstdio>
+#include <string>
+
+#include "attempt.h"
+#include "run.h"
+
+namespace station {
+
+enum class Language { chinese, english };
+
+class LiveView {
+  public:
+    // On a terminal a status line stays below the operator lines; elsewhere there are plain lines only.
+    LiveView(FILE* output, bool terminal, Language language, RunHistory history);
+
+    void showStep(const Step& step);
+    void showLine(const Line& line);
+    void showStatus(double now);  // elapsed and remaining time
+    void showVerdict(const AttemptInfo& info, const TestRun& run, const std::string& recordPath);
+
+    void eraseStatus();
+
+  private:
+    std::string statusText(double now) const;
+    std::string titleOf(std::string_view name, std::string_view title) const;
+
+    FILE* output;
+    bool terminal;
+    Language language;
+    RunHistory history;
+    int stepNumber = 0;
+    std::string stepTitle;
+    std::string shownStatus;
+};
+
+// The outcome as a sign, a word and a colour: told apart without colours as well.
+struct OutcomeLook {
+    const char* sign;
+    const char* chinese;
+    const char* english;
+    const char* colour;  // a terminal's escape sequence
+};
+const OutcomeLook& lookOf(Outcome outcome);
+
+}  // namespace station

@@ -1,0 +1,20 @@
+#pragma once
+
+// A run as the files that other programs read.
+
+#include <string>
+
+#include "attempt.h"
+
+namespace station {
+
+constexpr int recordVersion = 1;  // of docs/record.schema.json
+
+std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEnd& end, uint64_t streamBytes,
+                       uint64_t streamRecords, bool torn);
+
+// One test case per item: failed ones fail, skipped ones and the clock that waits for a person are skipped,
+// what is not known is an error.
+std::string junitXml(const AttemptInfo& info, const TestRun& run);
+
+}  // namespace station

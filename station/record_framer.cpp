@@ -1,0 +1,40 @@
+#include "record_framer.h"
+
+#include <algorithm>
+
+namespace station {
+
+namespace {
+
+constexpr size_t headerBytes = 8;
+constexpr uint32_t longestText = 1023;
+
+uint32_t wordAt(const std::string& bytes, size_t offset) {
+    uint32_t word = 0;
+    for (size_t i = 4; i-- > 0;) {
+        word = word << 8 | static_cast<unsigned char>(bytes[offset + i]);
+    }
+    return word;
+}
+
+}  // namespace
+
+void RecordFramer::feed(std::string_view bytes, const std::function<void(std::string_view)>& onText) {
+    while (!garbage && !bytes.empty()) {
+        const size_t wanted = pending.size() < headerBytes ? headerBytes : headerBytes + wordAt(pending, 4);
+        const size_t taken = std::min(wanted - pending.size(), bytes.size());
+        pending.append(bytes.substr(0, taken));
+        bytes.remove_prefix(taken);
+        if (pending.size() < headerBytes) {
+            return;
+        }
+        garbage = wordAt(pending, 0) != 0 || wordAt(pending, 4) > longestText;
+        if (!garbage && pending.size() == headerBytes + wordAt(pending, 4)) {
+            ++records;
+            onText(std::string_view(pending).substr(headerBytes));
+            pending.clear();
+        }
+    }
+}
+
+}  // namespace station

@@ -1,0 +1,55 @@
+#pragma once
+
+// Makes a TestRun of what the tool says. Pure: no clock, no files; any text in any order is fine.
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+#include "run.h"
+
+namespace station {
+
+struct RunInterpreter {
+    TestRun run;
+    std::function<void(const Step&)> onStep = [](const Step&) {};
+    std::function<void(const Line&)> onLine = [](const Line&) {};
+
+    RunInterpreter();
+
+    // The UTF-8 text of one record. Screen lines may be spread over records, and records hold several.
+    void record(double at, std::string_view text);
+
+    // One line that the tool printed, UTF-8, without its line break.
+    void console(double at, std::string_view line);
+
+    // No more text comes: settles the outcome of every item. The clock stays with a person.
+    void finish(double at, const ToolEnd& end, bool torn);
+
+  private:
+    Step& current() { return run.steps.back(); }
+    void beginStep(double at, int number, std::string_view name, std::string_view title);
+    bool announceStep(double at, std::string_view line);
+    void pipeLine(double at, std::string_view line);
+    void keep(double at, Source source, std::string_view line);
+    void look(std::string_view line);
+
+    std::string partial;        // the screen line under way on the pipe
+    bool titlePending = false;  // "第4步:" came alone, the next line is its title
+    bool announcedEarly = false;
+    size_t lineCount = 0;
+};
+
+enum class ClockJudge { ask, automatic, leave };
+
+// Settles the clock when the tool left it to a person. ask returns the person's answer, none when nobody
+// can be asked.
+void judgeClock(TestRun& run, ClockJudge judge, const std::function<std::optional<bool>()>& ask);
+
+// The unit's outcome from those of its items.
+void settleOutcome(TestRun& run);
+
+// The step's or item's name in English; empty when the name is not one of ours.
+std::string_view englishName(std::string_view name);
+
+}  // namespace station

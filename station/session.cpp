@@ -1,0 +1,116 @@
+#include "session.h"
+
+#include <unistd.h>
+
+#include <iostream>
+
+#include "text.h"
+
+namespace station {
+
+namespace {
+
+constexpr size_t longestConsoleLine = 4096;
+
+}  // namespace
+
+Session::Session(const std::filesystem::path& resultsFolder, AttemptInfo info, Language words)
+    : results(resultsFolder),
+      attempt(resultsFolder, std::move(info)),
+      view(stdout, isatty(STDOUT_FILENO) == 1, words, readHistory(resultsFolder)),
+      language(words) {
+    interpreter.onStep = [this](const Step& step) { view.showStep(step); };
+    interpreter.onLine = [this](const Line& line) {
+        attempt.appendLine(line);
+        view.showLine(line);
+    };
+}
+
+double Session::now() const {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+}
+
+void Session::LineBuffer::feed(std::string_view bytes, const std::function<void(std::string_view)>& onLine) {
+    while (!bytes.empty()) {
+        const size_t lineEnd = bytes.find('\n');
+        const size_t room = longestConsoleLine - pending.size();
+        const size_t taken = std::min({lineEnd, bytes.size(), room});
+        pending.append(bytes.substr(0, taken));
+        bytes.remove_prefix(taken);
+        const bool ended = !bytes.empty() && bytes.front() == '\n';
+        if (ended || pending.size() == longestConsoleLine) {
+            onLine(pending);
+            pending.clear();
+        }
+        bytes.remove_prefix(ended ? 1 : 0);
+    }
+}
+
+void Session::console(LineBuffer& buffer, std::string_view bytes, std::string (*decode)(std::string_view)) {
+    buffer.feed(bytes, [&](std::string_view line) { interpreter.console(now(), decode(line)); });
+}
+
+StreamHandlers Session::handlers() {
+    StreamHandlers handlers;
+    handlers.records = [this](std::string_view bytes) {
+        attempt.appendStream(bytes);
+        framer.feed(bytes, [this](std::string_view text) { interpreter.record(now(), utf8FromGbk(text)); });
+    };
+    handlers.console = [this](std::string_view bytes) { console(output, bytes, utf8FromGbk); };
+    handlers.errors = [this](std::string_view bytes) { console(errors, bytes, utf8FromEither); };
+    handlers.tick = [this] { view.showStatus(now()); };
+    return handlers;
+}
+
+// The pairs of times were on the screen; the person says whether the board's clock is right.
+std::optional<bool> Session::askAboutClock() const {
+    if (isatty(STDIN_FILENO) != 1 || isatty(STDOUT_FILENO) != 1 || !interpreter.run.reasons.empty()) {
+        return std::nullopt;
+    }
+    giveBackSignals();
+    for (const Json& pair : interpreter.run.items[clockItem].measured.value("pairs", Json::array())) {
+        std::cout << "  " << pair.value("clock", "") << "   " << pair.value("system", "") << '\n';
+    }
+    std::cout << (language == Language::english ? "Do clock (left) and system time (right) agree? [y/n] "
+                                                : "时钟时间(左)与系统时间(右)一致吗? [y/n] ")
+              << std::flush;
+    std::string answer;
+    while (std::getline(std::cin, answer)) {
+        if (answer == "y" || answer == "Y" || answer == "n" || answer == "N") {
+            return answer == "y" || answer == "Y";
+        }
+        std::cout << "[y/n] " << std::flush;
+    }
+    return std::nullopt;
+}
+
+ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
+    const auto consoleRest = [this](LineBuffer& buffer, std::string (*decode)(std::string_view)) {
+        if (!buffer.pending.empty()) {
+            interpreter.console(now(), decode(buffer.pending));
+        }
+    };
+    consoleRest(output, utf8FromGbk);
+    consoleRest(errors, utf8FromEither);
+    TestRun& run = interpreter.run;
+    interpreter.finish(now(), end, framer.torn());
+    view.eraseStatus();
+    // Before anybody is asked, and again with the answer: who walks away from the question loses nothing.
+    attempt.finish(run, end, framer.records, framer.torn());
+    judgeClock(run, judge, [this] { return askAboutClock(); });
+    attempt.finish(run, end, framer.records, framer.torn());
+    if (run.reasons.empty()) {
+        writeHistory(results, run);
+    }
+    view.showVerdict(attempt.about(), run, attempt.folder() / "record.json");
+    switch (run.outcome) {
+        case Outcome::failed:
+            return exitFailed;
+        case Outcome::incomplete:
+            return exitIncomplete;
+        default:
+            return exitPassed;
+    }
+}
+
+}  // namespace station

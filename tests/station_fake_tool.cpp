@@ -1,0 +1,45 @@
+// Plays the tool for the station's tests: station_fake_tool netR8test FIFO RECORDS CONSOLE END
+// RECORDS and CONSOLE are files whose bytes go to the pipe and to standard output. END: "exit:STATUS",
+// "signal:NUMBER", or "hang" to wait until somebody ends us or nobody reads the pipe any more.
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+static std::string contentOf(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+static bool writeAll(int fd, const std::string& bytes) {
+    return write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+}
+
+int main(int argc, char** argv) {
+    if (argc != 6) {
+        return 99;
+    }
+    const int pipe = open(argv[2], O_WRONLY | O_NONBLOCK);
+    if (pipe < 0 || !writeAll(STDOUT_FILENO, contentOf(argv[4])) || !writeAll(pipe, contentOf(argv[3]))) {
+        return 98;
+    }
+    pollfd readerGone = {};  // a pipe's writing end reports an error then, asked for or not
+    const char* const value = strchr(argv[5], ':');
+    switch (argv[5][0]) {
+        case 'h':
+            readerGone.fd = pipe;
+            return poll(&readerGone, 1, -1) == 1 ? 0 : 96;
+        case 's':
+            (void)raise(std::atoi(value + 1));
+            return 97;
+        default:
+            return std::atoi(value + 1);
+    }
+}

@@ -1,0 +1,279 @@
+// The program as a station engineer uses it: real processes, a real pipe, a tool that does as told.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "files.h"
+#include "report.h"
+#include "station_streams.h"
+
+using namespace station;
+using namespace station_test;
+using testing::HasSubstr;
+namespace fs = std::filesystem;
+
+namespace {
+
+class StationRun : public testing::Test {
+  protected:
+    StationRun() {
+        std::string pattern = testing::TempDir() + "station.XXXXXX";
+        bench = mkdtemp(pattern.data());
+    }
+    ~StationRun() override { fs::remove_all(bench); }
+
+    // Starts r8-station on the bench; what it prints goes to the file "output".
+    pid_t start(const std::vector<std::string>& arguments, const std::string& input = "/dev/null") {
+        std::vector<std::string> words = {STATION};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        std::vector<char*> pointers;
+        for (std::string& word : words) {
+            pointers.push_back(word.data());
+        }
+        pointers.push_back(nullptr);
+        const std::string output = bench / "output";
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        posix_spawn_file_actions_adddup2(&actions, 1, 2);
+        pid_t child = -1;
+        EXPECT_EQ(posix_spawn(&child, STATION, &actions, nullptr, pointers.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        return child;
+    }
+
+    static int statusOf(pid_t child) {
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    int station(const std::vector<std::string>& arguments, const std::string& input = "/dev/null") {
+        return statusOf(start(arguments, input));
+    }
+
+    std::string file(const std::string& name, const std::string& bytes) {
+        std::ofstream(bench / name, std::ios::binary) << bytes;
+        return bench / name;
+    }
+
+    // The words for a run of unit 7 with the fake tool.
+    std::vector<std::string> runWords(const std::string& records, const std::string& end,
+                                      const std::string& console = "", const std::string& fifo = "fifo") {
+        return {"run",
+                "--unit",
+                "7",
+                "--clock",
+                "auto",
+                "--results",
+                bench / "results",
+                "--fifo",
+                bench / fifo,
+                "--",
+                FAKE_TOOL,
+                "netR8test",
+                bench / fifo,
+                file(fifo + ".records", records),
+                file(fifo + ".console", console),
+                end};
+    }
+
+    fs::path attempt(int number) const { return bench / "results" / "7" / ("000" + std::to_string(number)); }
+    Json record(int number) const { return Json::parse(readFile(attempt(number) / "record.json")); }
+    std::string output() const { return readFile(bench / "output"); }
+
+    // Returns as soon as that line is kept.
+    void waitForLine(int number, const std::string& text) const {
+        for (int i = 0; i < 20000; ++i) {
+            std::ifstream lines(attempt(number) / "lines.txt");
+            const std::string kept{std::istreambuf_iterator<char>(lines), {}};
+            if (kept.find(text) != std::string::npos) {
+                return;
+            }
+            usleep(1000);
+        }
+        FAIL() << text << " does not come";
+    }
+
+    fs::path bench;
+    const std::string healthy = stream(healthyTexts());
+};
+
+TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
+    const std::string console =
+        gbk("no kill vidapp\n网卡1 mac地址:00:11:22:33:44:55\nwrite error file = nic ,line = 9 \n");
+    ASSERT_EQ(station(runWords(healthy, "exit:0", console)), 0) << output();
+    const Json kept = record(1);
+    EXPECT_EQ(kept["outcome"], "passed");
+    EXPECT_EQ(kept["unit"], "7");
+    EXPECT_EQ(kept["tool"]["sha256"], sha256OfFile(FAKE_TOOL));
+    EXPECT_EQ(kept["tool"]["exitStatus"], 0);
+    EXPECT_EQ(kept["board"]["macs"][0], "00:11:22:33:44:55");
+    EXPECT_EQ(kept["lostLines"], 1);
+    EXPECT_EQ(kept["stream"]["bytes"], healthy.size());
+    EXPECT_EQ(readFile(attempt(1) / "stream.raw"), healthy);
+    EXPECT_THAT(readFile(attempt(1) / "lines.txt"), HasSubstr(" pipe    第5步:\n"));
+    EXPECT_THAT(readFile(attempt(1) / "junit.xml"),
+                HasSubstr("tests=\"8\" failures=\"0\" errors=\"0\" skipped=\"0\""));
+    EXPECT_THAT(output(), HasSubstr("7 #1"));
+}
+
+TEST_F(StationRun, exitStatusTellsTheOutcome) {
+    std::vector<std::string> failing = healthyTexts();
+    *std::find(failing.begin(), failing.end(), "485口       : 成功  \n") = "485口       : 失败  \n";
+    const struct {
+        std::string records, end;
+        int status;
+        const char* outcome;
+    } cases[] = {
+        {healthy, "exit:0", 0, "passed"},
+        {stream(failing), "exit:0", 1, "failed"},
+        {healthy, "exit:1", 3, "incomplete"},
+        {healthy, "signal:9", 3, "incomplete"},
+        {healthy.substr(0, healthy.size() - 1), "exit:0", 3, "incomplete"},
+        {"", "exit:0", 3, "incomplete"},
+    };
+    int number = 0;
+    for (const auto& [records, end, status, outcome] : cases) {
+        EXPECT_EQ(station(runWords(records, end)), status) << number;
+        EXPECT_EQ(record(++number)["outcome"], outcome);
+    }
+    EXPECT_EQ(record(2)["items"][1]["outcome"], "failed");
+    EXPECT_THAT(readFile(attempt(2) / "junit.xml"), HasSubstr("<failure message=\"失败\" />"));
+    EXPECT_EQ(record(4)["tool"]["signal"], 9);
+}
+
+TEST_F(StationRun, endsAToolThatHangs) {
+    std::vector<std::string> words = runWords(healthy, "hang");
+    words.insert(words.begin() + 1, {"--timeout", "0.05"});
+    EXPECT_EQ(station(words), 3);
+    EXPECT_EQ(record(1)["tool"]["signal"], SIGTERM);
+    EXPECT_EQ(record(1)["reasons"][0], "the tool did not end in time");
+}
+
+TEST_F(StationRun, stoppedStationEndsTheToolAndWritesTheRecord) {
+    const pid_t child = start(runWords(healthy, "hang"));
+    waitForLine(1, "R8TESTEND");
+    kill(child, SIGTERM);
+    EXPECT_EQ(statusOf(child), 3);
+    EXPECT_EQ(record(1)["reasons"][0], "the station was stopped");
+    EXPECT_EQ(record(1)["items"].size(), 7u);
+}
+
+TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
+    const std::pair<size_t, const char*> moments[] = {{healthy.size() / 2, "第3步:开始测试RTC"},
+                                                      {healthy.size(), "R8TESTEND"}};
+    for (const auto& [bytes, lastLine] : moments) {
+        fs::remove_all(bench / "results");
+        const pid_t child = start(runWords(healthy.substr(0, bytes), "hang"));
+        waitForLine(1, lastLine);
+        kill(child, SIGKILL);
+        EXPECT_EQ(statusOf(child), 128 + SIGKILL);
+        EXPECT_EQ(record(1)["outcome"], "incomplete");
+        EXPECT_EQ(readFile(attempt(1) / "stream.raw"), healthy.substr(0, bytes));
+        EXPECT_THAT(htmlPage(readResults(bench / "results")), HasSubstr(lastLine));
+        // The tool goes on for a moment; until it is gone the pipe is refused.
+        int status = 0;
+        for (int i = 0; (status = station(runWords(healthy, "exit:0"))) == 2 && i < 2000; ++i) {
+            usleep(1000);
+        }
+        EXPECT_EQ(status, 0) << output();
+        EXPECT_EQ(record(2)["outcome"], "passed");
+    }
+}
+
+TEST_F(StationRun, stationsOnOneFolderEachGetTheirOwnAttempt) {
+    std::vector<pid_t> children;
+    for (int i = 0; i < 8; ++i) {
+        children.push_back(start(runWords(healthy, "exit:0", "", "fifo" + std::to_string(i))));
+    }
+    for (const pid_t child : children) {
+        EXPECT_EQ(statusOf(child), 0);
+    }
+    for (int number = 1; number <= 8; ++number) {
+        EXPECT_EQ(record(number)["reasons"], Json::array());
+        EXPECT_EQ(record(number)["attempt"], number);
+    }
+}
+
+TEST_F(StationRun, refusesWrongUseBeforeAnythingIsKept) {
+    const std::string fifo = bench / "fifo";
+    const std::string other = file("other", "precious");
+    const std::vector<std::string> cases[] = {
+        {"run", "--", "true"},
+        {"run", "--unit", " ", "--", "true"},
+        {"run", "--unit", "7", "--no-unit", "--", "true"},
+        {"run", "--unit", std::string(81, 'x'), "--", "true"},
+        {"run", "--unit", "7"},
+        {"run", "--unit", "7", "--", "no-such-program"},
+        {"run", "--unit", "7", "--clock", "maybe", "--", "true"},
+        {"run", "--unit", "7", "--fifo", other, "--", "true"},
+        {"read", "--unit", "7", bench / "no-such-file"},
+        {"report", bench / "no-such-folder"},
+        {},
+    };
+    for (std::vector<std::string> words : cases) {
+        if (words.size() > 1 && words[0] != "report") {
+            words.insert(words.begin() + 1, {"--results", bench / "results"});
+        }
+        EXPECT_EQ(station(words), 2) << testing::PrintToString(words);
+    }
+    EXPECT_FALSE(fs::exists(bench / "results"));
+    EXPECT_EQ(readFile(other), "precious");
+}
+
+TEST_F(StationRun, leavesAPipeInUseAlone) {
+    ASSERT_EQ(mkfifo((bench / "fifo").c_str(), 0600), 0);
+    Descriptor both(open((bench / "fifo").c_str(), O_RDWR | O_NONBLOCK));
+    EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);
+    EXPECT_THAT(output(), HasSubstr("reads this pipe already"));
+    Descriptor writer(open((bench / "fifo").c_str(), O_WRONLY | O_NONBLOCK));
+    both.close();
+    EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);
+    EXPECT_THAT(output(), HasSubstr("still writes to this pipe"));
+    writer.close();
+    EXPECT_EQ(station(runWords(healthy, "exit:0")), 0);
+}
+
+TEST_F(StationRun, readsAStoredOrPipedStream) {
+    const std::string results = bench / "results";
+    const std::string stored = file("stored", healthy);
+    EXPECT_EQ(station({"read", "--unit", "7", "--clock", "auto", "--results", results, stored}), 0);
+    EXPECT_EQ(station({"read", "--unit", "7", "--results", results, "-"}, stored), 0);
+    EXPECT_EQ(station({"read", "--no-unit", "--results", results}, file("cut", healthy.substr(0, 99))), 3);
+    EXPECT_EQ(record(1)["outcome"], "passed");
+    EXPECT_EQ(record(2)["outcome"], "needs-person");  // nobody to ask here
+    EXPECT_TRUE(fs::exists(bench / "results/@bench/0001/stream.raw"));
+}
+
+TEST_F(StationRun, reportEscapesAndSurvivesBrokenRecords) {
+    std::vector<std::string> texts = healthyTexts();
+    *std::find(texts.begin(), texts.end(), "\n型号      :GREEN 1TB           ") = "\n型号      :<script>\"&'";
+    const std::string results = bench / "results";
+    const std::string stored = file("stored", stream(texts));
+    ASSERT_EQ(station({"read", "--unit", "../<i>", "--clock", "auto", "--results", results, stored}), 0);
+    for (const char* broken : {"", "{", "[]", R"({"version":1,"items":[1],"steps":[]})",
+                               R"({"version":2,"items":[],"steps":[]})"}) {
+        const fs::path folder = fs::path(results) / "broken" / std::to_string(strlen(broken));
+        fs::create_directories(folder);
+        std::ofstream(folder / "record.json") << broken;
+    }
+    ASSERT_EQ(station({"report", results}), 0) << output();
+    const std::string page = readFile(bench / "results/report.html");
+    EXPECT_THAT(page, HasSubstr("&lt;script&gt;&quot;&amp;&#39;"));
+    EXPECT_THAT(page, HasSubstr("../&lt;i&gt;"));
+    EXPECT_THAT(page, testing::Not(HasSubstr("<script")));
+    EXPECT_THAT(output(), HasSubstr("2 units, 1 passed at their first attempt (50.0 %)"));
+    EXPECT_TRUE(fs::exists(bench / "results/%2E.%2F%3Ci%3E/0001/record.json"));
+}
+
+}  // namespace

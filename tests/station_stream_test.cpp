@@ -1,0 +1,120 @@
+// The record stream, whole, torn and garbled, and its GBK.
+
+#include <gmock/gmock.h>
+
+#include "record_framer.h"
+#include "run_interpreter.h"
+#include "station_streams.h"
+#include "text.h"
+
+using namespace station;
+using namespace station_test;
+using testing::ElementsAre;
+
+namespace {
+
+std::vector<std::string> textsOf(RecordFramer& framer, const std::vector<std::string>& pieces) {
+    std::vector<std::string> texts;
+    for (const std::string& piece : pieces) {
+        framer.feed(piece, [&](std::string_view text) { texts.push_back(utf8FromGbk(text)); });
+    }
+    return texts;
+}
+
+TestRun interpret(std::string_view bytes) {
+    RecordFramer framer;
+    RunInterpreter interpreter;
+    framer.feed(bytes, [&](std::string_view text) { interpreter.record(1, utf8FromGbk(text)); });
+    interpreter.finish(2, {}, framer.torn());
+    return interpreter.run;
+}
+
+TEST(StationStream, givesTheSameRecordsWhereverItIsSplit) {
+    const std::string bytes = stream({"网卡1:", "", "\n", std::string(1023, 'x')});
+    for (size_t split = 0; split <= bytes.size(); ++split) {
+        RecordFramer framer;
+        const auto texts = textsOf(framer, {bytes.substr(0, split), bytes.substr(split)});
+        EXPECT_THAT(texts, ElementsAre("网卡1:", "", "\n", std::string(1023, 'x'))) << split;
+        EXPECT_FALSE(framer.torn()) << split;
+    }
+}
+
+TEST(StationStream, cutAfterAnyByteIsIncompleteAndKeepsWhatCame) {
+    const std::string bytes = stream(healthyTexts());
+    for (size_t cut = 0; cut < bytes.size(); ++cut) {
+        const TestRun run = interpret(bytes.substr(0, cut));
+        ASSERT_EQ(run.outcome, Outcome::incomplete) << cut;
+        ASSERT_FALSE(run.reasons.empty()) << cut;
+    }
+    EXPECT_TRUE(interpret(bytes).reasons.empty());
+    const TestRun cutInDrive = interpret(bytes.substr(0, bytes.find("GREEN")));
+    EXPECT_EQ(cutInDrive.items[sataItem].measured["drives"][0]["serial"], "WD-1234");
+}
+
+TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
+    struct {
+        uint32_t reserved, length;
+    } const garbage[] = {{0, 1024}, {0, 0xFFFFFFFF}, {0, 0x80000000}, {1, 3}, {0xFFFFFFFF, 0xFFFFFFFF}};
+    for (const auto& [reserved, length] : garbage) {
+        RecordFramer framer;
+        const auto texts =
+            textsOf(framer, {record("好"), header(reserved, length), std::string(100000, 'x'), record("no")});
+        EXPECT_THAT(texts, ElementsAre("好"));
+        EXPECT_TRUE(framer.torn());
+        EXPECT_LE(framer.pending.capacity(), 2048u);
+    }
+}
+
+TEST(StationStream, anyByteChangedIsReadWithoutACrash) {
+    const std::string bytes = stream(healthyTexts());
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        for (const int change : {0x01, 0x80, 0xFF}) {
+            std::string changed = bytes;
+            changed[i] = static_cast<char>(changed[i] ^ change);
+            (void)interpret(changed);
+        }
+    }
+}
+
+TEST(StationStream, textBehindTheEndIsNotTakenForThisRun) {
+    std::vector<std::string> texts = healthyTexts();
+    texts.push_back("485口       : 失败  \n");
+    EXPECT_EQ(interpret(stream(texts)).outcome, Outcome::incomplete);
+}
+
+TEST(StationStream, toolGoneWildKeepsALimitedNumberOfLines) {
+    RunInterpreter interpreter;
+    for (int i = 0; i < 30000; ++i) {
+        interpreter.record(0, "x\n");
+        interpreter.record(0, std::string(1000, 'y'));
+    }
+    interpreter.finish(1, {}, false);
+    EXPECT_EQ(interpreter.run.steps[0].lines.size(), 20000u);
+    EXPECT_EQ(interpreter.run.outcome, Outcome::incomplete);
+}
+
+TEST(StationText, replacesWhatIsNoTextAndWhatMovesTheCursor) {
+    const struct {
+        std::string bytes, text;
+    } cases[] = {
+        {gbk("网卡"), "网卡"},
+        {gbk("网卡").substr(0, 3), "网\uFFFD"},  // cut inside a character
+        {gbk("网卡").substr(0, 1) + "\n", "\uFFFD\n"},
+        {"\xFF\xFFok", "\uFFFD\uFFFDok"},
+        {"\x1B[2J\a\tx\r\n", "\uFFFD[2J\uFFFD\tx\n"},
+        {std::string("a\0b", 3), "a\uFFFDb"},
+    };
+    for (const auto& [bytes, text] : cases) {
+        EXPECT_EQ(utf8FromGbk(bytes), text);
+    }
+    EXPECT_EQ(utf8FromEither("板\u009B1m\uFFFF"), "板\uFFFD1m\uFFFD");
+    EXPECT_EQ(utf8FromEither(gbk("板")), "板");
+}
+
+TEST(StationText, measuresScreenColumns) {
+    EXPECT_EQ(screenWidth("网卡1"), 5u);
+    EXPECT_EQ(clipToWidth("网卡1", 3), "网");
+    EXPECT_EQ(padToWidth("网", 4), "网  ");
+}
+
+}  // namespace
