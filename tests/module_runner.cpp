@@ -2,6 +2,7 @@
 // [ARGUMENT] It is started on the virtual board like the tool itself.
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include "driver/pm_update_run.h"
 #include "driver/report/run_results.h"
 #include "driver/summary.h"
+#include "panel/front_board_test.h"
 #include "serial/rs485_exchange.h"
 #include "serial/serial_port.h"
 #include "storage/sata_test.h"
@@ -57,6 +59,13 @@ int initSerialPort() {
                : EXIT_FAILURE;
 }
 
+// The panel test, then time for three heartbeats while the panel port's number belongs to another file.
+void panelTestAndReuse() {
+    FrontPanelTest();
+    (void)open("/dev/zorio", O_RDWR);
+    sleep(30);
+}
+
 int call(const char* procedure, int argument) {
     if (std::strcmp(procedure, "beep") == 0) {
         beep(argument);
@@ -70,6 +79,8 @@ int call(const char* procedure, int argument) {
         for (int i = 0; i < argument; ++i) {
             Rs485ExchangeTest("/dev/ttyS1");
         }
+    } else if (std::strcmp(procedure, "panelTestAndReuse") == 0) {
+        panelTestAndReuse();
     } else if (std::strcmp(procedure, "initSerialPort") == 0) {
         return initSerialPort();
     } else {
