@@ -4,7 +4,7 @@
 
 #include "board/board_config.h"
 #include "driver/report/report_channel.h"
-#include "tests/texts.h"
+#include "tests/tool_runs.h"
 
 using testing::HasSubstr;
 using vboard::VirtualBoard;

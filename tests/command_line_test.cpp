@@ -1,6 +1,6 @@
 // The tool's command line: every form with its messages, its exit status, and whether the board was touched.
 
-#include "tests/texts.h"
+#include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;

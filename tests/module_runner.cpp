@@ -17,6 +17,7 @@
 #include "driver/report/run_results.h"
 #include "driver/summary.h"
 #include "net/nic.h"
+#include "panel/front_board_test.h"
 #include "serial/rs485_exchange.h"
 #include "serial/serial_port.h"
 #include "storage/sata_test.h"
@@ -96,6 +97,13 @@ void showBoardConfig() {
                 boardConfig.diskPortCount, boardConfig.esataPortCount);
 }
 
+// The panel test, then time for three heartbeats while the panel port's number belongs to another file.
+void panelTestAndReuse() {
+    FrontPanelTest();
+    (void)open("/dev/zorio", O_RDWR);
+    sleep(30);
+}
+
 int call(const char* procedure, int argument) {
     if (std::strcmp(procedure, "escape") == 0) {
         escape();
@@ -115,6 +123,8 @@ int call(const char* procedure, int argument) {
         for (int i = 0; i < argument; ++i) {
             Rs485ExchangeTest("/dev/ttyS1");
         }
+    } else if (std::strcmp(procedure, "panelTestAndReuse") == 0) {
+        panelTestAndReuse();
     } else if (std::strcmp(procedure, "initSerialPort") == 0) {
         return initSerialPort();
     } else {

@@ -7,7 +7,7 @@
 
 #include "r8/panel/panel_keys.h"
 #include "r8/panel/panel_link.h"
-#include "vboard/board.h"
+#include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
 using vboard::FrontPanel;
@@ -281,6 +281,20 @@ TEST(PanelTest, NoHeartbeatOutlivesItsPort) {
         board.panel.line.writeTakes = 300ms;
         board.panel.press({"MENU"}, menu);
         expectCleanEnd(board, board.run({"-o", "3", "2"}));
+    }
+}
+
+TEST(PanelTest, NoHeartbeatReachesTheNextFileWithThePortsNumber) {
+    for (const bool silent : {false, true}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        if (silent) {
+            board.panel.answer.clear();
+        }
+        const vboard::Run run = runModule(board, {"panelTestAndReuse"});
+        EXPECT_EQ(run.openAtEnd, std::vector<std::string>{"/dev/zorio"});
+        EXPECT_EQ(run.requests("open", "/dev/zorio").at(0).result,
+                  run.requests("open", "/dev/ttyS3").at(0).result);
+        expectHeartbeatsOnOpenPort(board, run);
     }
 }
 

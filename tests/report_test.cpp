@@ -6,7 +6,7 @@
 #include <array>
 
 #include "driver/report/report_channel.h"
-#include "tests/texts.h"
+#include "tests/tool_runs.h"
 
 using testing::HasSubstr;
 using vboard::Supervisor;

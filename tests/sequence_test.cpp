@@ -2,7 +2,7 @@
 
 #include <regex>
 
-#include "tests/texts.h"
+#include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;

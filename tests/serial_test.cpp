@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "tests/run_module.h"
+#include "tests/tool_runs.h"
 
 using vboard::VirtualBoard;
 

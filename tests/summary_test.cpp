@@ -1,6 +1,6 @@
 // The run's verdicts: every summary line in both modes, the indicator, the chip temperature.
 
-#include "tests/texts.h"
+#include "tests/tool_runs.h"
 
 using testing::HasSubstr;
 using vboard::Fault;

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,34 @@ inline vboard::Run runModule(vboard::VirtualBoard& board, const std::vector<std:
     command.program = MODULE_RUNNER;
     command.arguments = arguments;
     return board.run(command);
+}
+
+// No argument: the full run on the console.
+inline const std::vector<std::string> fullRun;
+
+// The texts of a list as one, so that a failure shows both as a person would read them.
+inline std::string joined(const std::vector<std::string>& texts) {
+    std::string all;
+    for (const std::string& text : texts) {
+        all += text;
+    }
+    return all;
+}
+
+// "ZORIO_SET_BUZZER 01 at 2.1" for each request on a path, times rounded to milliseconds.
+inline std::vector<std::string> sequence(const vboard::Run& run, const std::string& where) {
+    std::vector<std::string> lines;
+    for (const vboard::TraceEntry& entry : run.trace) {
+        if (entry.where != where) {
+            continue;
+        }
+        char time[32];
+        (void)std::snprintf(time, sizeof time, "%.3f ", static_cast<double>(entry.at.count()) / 1e9);
+        const bool isShort = !entry.data.empty() && entry.data.size() <= 4;
+        lines.push_back(time + entry.request + (entry.arguments.empty() ? "" : " " + entry.arguments) +
+                        (isShort ? " " + vboard::hexText(entry.data.data(), entry.data.size()) : ""));
+    }
+    return lines;
 }
 
 // Sets up a board from the healthy one and what a scenario text says beyond it.
@@ -44,7 +73,7 @@ struct ScenarioVerdict {
 inline void expectVerdict(const ScenarioVerdict& expected) {
     SCOPED_TRACE(expected.scenario);
     vboard::VirtualBoard board(expected.scenario);
-    const vboard::Run run = board.run(std::vector<std::string>{});
+    const vboard::Run run = board.run(fullRun);
     const std::string console = run.console();
     EXPECT_EQ(run.exitStatus(), 0);
     EXPECT_FALSE(run.anyRefused());

@@ -8,7 +8,7 @@
 #include <fstream>
 #include <thread>
 
-#include "tests/texts.h"
+#include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
