@@ -134,12 +134,7 @@ TEST(Supervisor, OneWhoGoesAwayCostsLinesButNeverTheRun) {
         const auto run = board.run({"netR8test"});
         EXPECT_EQ(run.exitStatus(), 0) << what;
         EXPECT_EQ(run.writes.size(), arrived) << what;
-        const std::string console = run.console();
-        std::size_t named = 0;
-        for (std::size_t at = 0; (at = console.find("write error file = ", at)) != std::string::npos; ++at) {
-            ++named;
-        }
-        EXPECT_EQ(named, lost) << what;
+        EXPECT_EQ(count(run.console(), "write error file = "), static_cast<int>(lost)) << what;
         EXPECT_EQ(run.requests("write", "/var/r8.fifo").size(), all) << what << ": each line is attempted";
     }
 }
@@ -148,7 +143,8 @@ TEST(Supervisor, WriteErrorsNameTheModuleOfTheLine) {
     VirtualBoard board = VirtualBoard::healthy();
     board.supervisor.leavesAfter = 0;
     const std::string console = board.run({"netR8test"}).console();
-    for (const char* module : {"r8", "boardinfo", "iop_test", "rtc_test", "sata_test", "usb_disk_test"}) {
+    for (const char* module :
+         {"r8", "boardinfo", "485testfork", "iop_test", "nic", "rtc_test", "sata_test", "usb_disk_test"}) {
         EXPECT_THAT(console, HasSubstr("write error file = " + std::string(module) + " ,line = "));
     }
 }

@@ -22,14 +22,6 @@ const Bytes goodReply = vboard::goodAnswer();
 constexpr char notTaken[] = "RS485匹配数据失败";
 constexpr char tooManyZeros[] = "read 0 more than 10 times, return false";
 
-int count(const std::string& text, const std::string& part) {
-    int found = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + part.size())) {
-        ++found;
-    }
-    return found;
-}
-
 std::string trial(int number, bool passed) {
     return "RS485第 " + std::to_string(number) + (passed ? " 次测试成功" : " 次测试失败");
 }
