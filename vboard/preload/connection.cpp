@@ -78,15 +78,6 @@ void receiveReply(wire::Reply& reply) {
     }
 }
 
-void awaitPermission() {
-    wire::Reply permission;
-    receiveReply(permission);
-    mayStart = true;
-    if (permission.signal != 0) {
-        (void)raise(permission.signal);
-    }
-}
-
 void startFirstTask() {
     const char* number = getenv(wire::connectionVariable);
     if (number == nullptr) {
@@ -161,6 +152,15 @@ int takePassedConnection() {
 void becomeTask(int connection) {
     ownConnection = connection;
     mayStart = false;
+}
+
+void awaitPermission() {
+    wire::Reply permission;
+    receiveReply(permission);
+    mayStart = true;
+    if (permission.signal != 0) {
+        (void)raise(permission.signal);
+    }
 }
 
 void dropInheritedConnections() {

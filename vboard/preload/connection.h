@@ -39,6 +39,9 @@ int takePassedConnection();
 // a sanitizer's run-time in the parent may wait for the new thread to come up.
 void becomeTask(int connection);
 
+// Waits for that permission now; a forked child does, before it can print anything.
+void awaitPermission();
+
 // In a forked child: drops the parent's connections, so that the board sees its tasks end when they end.
 void dropInheritedConnections();
 
