@@ -27,7 +27,7 @@ ToolCommand defaultToolCommand() {
     ToolCommand command;
     command.program = environmentOr("VBOARD_TOOL", VBOARD_DEFAULT_TOOL);
     command.preload = environmentOr("VBOARD_PRELOAD", VBOARD_DEFAULT_PRELOAD);
-    std::istringstream words(environmentOr("VBOARD_EMULATOR", ""));
+    std::istringstream words(environmentOr("VBOARD_EMULATOR", VBOARD_DEFAULT_EMULATOR));
     for (std::string word; words >> word;) {
         command.emulator.push_back(word);
     }

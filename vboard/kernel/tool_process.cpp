@@ -13,6 +13,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
@@ -72,10 +73,17 @@ Channel openOutput(OutputKind kind) {
     }
 }
 
+// qemu-user is the host's program and must not get the library: it passes the setting on to the tool. Others
+// (a debugger, a tracer) pass on what they have.
+bool isStartedByQemu(const ToolCommand& command) {
+    return !command.emulator.empty() &&
+           std::filesystem::path(command.emulator.front()).filename().string().starts_with("qemu-");
+}
+
 // Only what keeps a run the same everywhere, and what sanitizers and coverage need of the host.
 std::vector<std::string> environmentFor(const ToolCommand& command, int connection) {
     std::vector<std::string> environment = {
-        "TZ=UTC0", "LD_PRELOAD=" + command.preload,
+        "TZ=UTC0", (isStartedByQemu(command) ? "QEMU_SET_ENV=LD_PRELOAD=" : "LD_PRELOAD=") + command.preload,
         std::string(wire::connectionVariable) + "=" + std::to_string(connection)};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "QEMU_LD_PREFIX"}) {
         if (const char* value = std::getenv(name)) {
@@ -132,9 +140,9 @@ ElfFacts elfFacts(const std::string& path) {
 void refuseWhatWouldEscape(const ToolCommand& command) {
     const ElfFacts library = elfFacts(command.preload);
     const ElfFacts program = elfFacts(command.program);
-    if (!library.isElf || command.preload.find_first_of(" :") != std::string::npos) {
+    if (!library.isElf || command.preload.find_first_of(" :,") != std::string::npos) {
         throw std::runtime_error("can not preload \"" + command.preload +
-                                 "\": no library, or blanks or colons in its path");
+                                 "\": no library, or blanks, colons or commas in its path");
     }
     if (!program.isElf || !program.hasInterpreter || program.wordClass != library.wordClass ||
         program.machine != library.machine) {
