@@ -342,7 +342,7 @@ std::optional<Wait> SystemCalls::read(Context& context) {
         put(context.reply, context.entry, Result::failure(EAGAIN));
         return std::nullopt;
     }
-    const auto finish = [&file, size, entry = &context.entry](wire::Reply& reply) {
+    const auto finish = [&file, size](wire::Reply& reply) {
         const Result result = file.node->read(file, {reply.data, size});
         reply.result = result.value;
         reply.error = result.error;
