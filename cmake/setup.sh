@@ -4,6 +4,8 @@
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
 stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev"
+benchmarkPackages="libbenchmark-dev"
+fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
     printf '== %s\n' "$*" >&2
