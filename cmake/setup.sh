@@ -7,6 +7,8 @@ stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev"
 armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"
+benchmarkPackages="libbenchmark-dev"
+fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
     printf '== %s\n' "$*" >&2

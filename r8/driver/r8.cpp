@@ -15,6 +15,7 @@
 #include "board/buzzer_watchdog.h"
 #include "board/control_device.h"
 #include "driver/board_tests.h"
+#include "driver/command_line.h"
 #include "driver/main_application.h"
 #include "driver/report/report_channel.h"
 #include "driver/summary.h"
@@ -82,41 +83,11 @@ void pauseForOperator() {
     (void)waitOperator(ignored, 1);
 }
 
-bool isDigit(char character) {
-    return character >= '0' && character <= '9';
-}
-
-// The test number: one or two digits, what follows them is not looked at. -1 with a message when malformed.
-int parseTestNumber(const char* text) {
-    if (strlen(text) > 2) {
-        printf("请选择测试序号(1~%d)\n", boardTestCount);
-    }
-    if (text[0] == '\0') {
-        return 0;
-    }
-    if (!isDigit(text[0]) || (text[1] != '\0' && !isDigit(text[1]))) {
-        printf("请选择测试序号(1~%d)\n", boardTestCount);
-        return -1;
-    }
-    const int first = text[0] - '0';
-    return text[1] == '\0' ? first : first * 10 + (text[1] - '0');
-}
-
 int singleTest(int argc, char** argv) {
-    if (strcmp(argv[1], "-o") != 0 && strcmp(argv[1], "-O") != 0) {
-        puts("参数非法");
+    SingleTest test;
+    if (!parseSingleTest(argc, argv, &test)) {
         return EXIT_SUCCESS;
     }
-    const int number = parseTestNumber(argv[2]);
-    if (number < 0) {
-        return EXIT_SUCCESS;
-    }
-    if (number < 1 || number > boardTestCount) {
-        printf("请输入正确的测试序号.(1~%d)", boardTestCount);
-        return EXIT_SUCCESS;
-    }
-    const unsigned count = argc > 3 ? static_cast<unsigned>(atoi(argv[3])) : 1;
-
     const int fd = prepareControlDevice();
     if (fd == -1) {
         return startUpFailure;
@@ -125,7 +96,7 @@ int singleTest(int argc, char** argv) {
     sleep(modeSettleSeconds);
     (void)stopMainApplication();  // a busy application shows in the test itself
     startPanelHeartbeat();
-    repeatBoardTest(number, count);
+    repeatBoardTest(test.number, test.count);
     return EXIT_SUCCESS;
 }
 

@@ -11,6 +11,7 @@
 
 #include "driver/report/report_channel.h"
 #include "driver/report/run_results.h"
+#include "serial/rs485_reply.h"
 #include "serial/rs485_transceiver.h"
 #include "serial/serial_port.h"
 
@@ -20,9 +21,6 @@ constexpr char reportModule[] = "485testfork";
 constexpr unsigned settleMicroseconds = 10 * 1000;
 constexpr time_t replyTimeoutSeconds = 2;
 constexpr int maxAttempts = 2;
-constexpr int maxLeadingZeros = 9;  // the bus idles into zero bytes before the reply
-constexpr uint8_t replyLead = 0xAA;
-constexpr size_t replyBytes = 5;  // after the lead
 constexpr size_t frameBytes = 8;
 constexpr int trialCount = 3;
 
@@ -33,7 +31,6 @@ constexpr uint8_t Rs485TestFrames[trialCount][frameBytes] = {
     {0xB5, 0x01, 0x08, 0x00, 0x01, 0x00, 0x00, 0xBF},
 };
 constexpr uint8_t stopFrame[frameBytes] = {0xB5, 0x01, 0x14, 0x00, 0x00, 0x00, 0x00, 0xCA};
-constexpr uint8_t Rs485ExpectedReply[replyBytes] = {0xBB, 0x20, 0x12, 0x11, 0x22};
 
 // How an attempt at the reply went, or one step of it.
 enum class Attempt {
@@ -72,32 +69,22 @@ Attempt waitForReply(int fd) {
     return Attempt::passed;
 }
 
-// Skips the zero bytes before the reply. Any other byte in the lead's place is dropped; what follows it is
-// left to the next attempt.
 Attempt findLead(int fd) {
-    uint8_t byte = 0;
-    int zeros = 0;
-    while (byte == 0) {
-        if (read(fd, &byte, 1) <= 0) {
+    switch (FindRs485ReplyLead(fd)) {
+        case Rs485Lead::found:
+            return Attempt::passed;
+        case Rs485Lead::tooManyZeros:
+            return Attempt::failed;
+        default:
             SetRs485RxEnable(0);
             return Attempt::again;
-        }
-        if (byte == 0 && ++zeros > maxLeadingZeros) {
-            printf("read 0 more than 10 times, return false");
-            return Attempt::failed;
-        }
     }
-    if (byte != replyLead) {
-        SetRs485RxEnable(0);
-        return Attempt::again;
-    }
-    return Attempt::passed;
 }
 
 // A short read leaves the rest of reply as it was, which then fails the comparison.
-Attempt readReply(int fd, uint8_t (&reply)[replyBytes]) {
+Attempt readReply(int fd, Rs485Reply& reply) {
     usleep(settleMicroseconds);
-    const ssize_t length = read(fd, reply, sizeof reply);
+    const ssize_t length = read(fd, reply.bytes, sizeof reply.bytes);
     const int readError = errno;
     usleep(settleMicroseconds);
     if (length < 0) {
@@ -106,17 +93,10 @@ Attempt readReply(int fd, uint8_t (&reply)[replyBytes]) {
         return Attempt::again;
     }
     SetRs485RxEnable(0);
-    Attempt result = Attempt::passed;
-    for (size_t i = 0; i < replyBytes; ++i) {
-        if (reply[i] != Rs485ExpectedReply[i]) {
-            printf("RS485匹配数据失败");
-            result = Attempt::again;
-        }
-    }
-    return result;
+    return MatchesRs485Reply(reply) ? Attempt::passed : Attempt::again;
 }
 
-Attempt receiveReply(int fd, uint8_t (&reply)[replyBytes]) {
+Attempt receiveReply(int fd, Rs485Reply& reply) {
     Attempt result = waitForReply(fd);
     if (result == Attempt::passed) {
         result = findLead(fd);
@@ -128,8 +108,8 @@ Attempt receiveReply(int fd, uint8_t (&reply)[replyBytes]) {
 }
 
 bool awaitReply(int fd) {
-    uint8_t reply[replyBytes];
-    memset(reply, 0x01, sizeof reply);
+    Rs485Reply reply;
+    memset(reply.bytes, 0x01, sizeof reply.bytes);
     for (int attempt = 0;; ++attempt) {
         listenToBus();
         if (attempt == maxAttempts) {

@@ -22,7 +22,8 @@ struct ReportRecord {
 };
 static_assert(sizeof(ReportRecord) == 8 + textBytes, "the record goes to the pipe as it lies in memory");
 
-void formatText(ReportRecord& record, const char* format, va_list arguments) {
+__attribute__((format(printf, 2, 0))) void formatText(ReportRecord& record, const char* format,
+                                                      va_list arguments) {
     if (vsnprintf(record.text, sizeof record.text, format, arguments) < 0) {
         record.text[0] = '\0';
     }
