@@ -3,6 +3,7 @@
 
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
+coveragePackages="gcovr"
 stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev"
 
 say() {
