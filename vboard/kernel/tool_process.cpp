@@ -90,6 +90,9 @@ std::vector<std::string> environmentFor(const ToolCommand& command, int connecti
             environment.push_back(std::string(name) + "=" + value);
         }
     }
+#ifdef VBOARD_HOST_FOLDER
+    environment.push_back(std::string(wire::hostFolderVariable) + "=" + VBOARD_HOST_FOLDER);
+#endif
     environment.insert(environment.end(), command.environment.begin(), command.environment.end());
     return environment;
 }

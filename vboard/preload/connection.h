@@ -29,8 +29,15 @@ struct Exchange {
 std::int64_t monotonicNanoseconds();
 std::int64_t wallClockNanoseconds();
 
-// Standard output and error are real: they lead to whoever started the board.
+// Standard output and error are real: they lead to whoever started the board. So are the files that
+// openHostFile opened.
 bool isHostDescriptor(int descriptor);
+
+// Whether a path lies in the folder that hostFolderVariable names; never when that is not set.
+bool isHostPath(const char* path);
+
+// open(2) of the host, for paths that isHostPath accepts. The descriptor is far above the board's own.
+int openHostFile(const char* path, int flags, mode_t mode);
 
 // The connection that came with the last reply to startThread or startProcess.
 int takePassedConnection();
