@@ -3,7 +3,7 @@
 
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
-stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev"
+stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev python3-jsonschema"
 
 say() {
     printf '== %s\n' "$*" >&2

@@ -223,8 +223,11 @@ void RunInterpreter::pipeLine(double at, std::string_view line) {
     const std::string_view name = current().name;
     const bool mayBeAlarm = name == "preparation" || name == "buzzer" || name == "network";
     if (announceStep(at, line)) {
-        // the line stands in its own step
-    } else if (titlePending && !line.empty()) {
+        keep(at, Source::pipe,
+             line);  // in its own step, of which it says nothing: "第7步:CPLD信息" is no label
+        return;
+    }
+    if (titlePending && !line.empty()) {
         current().title = line;
         current().name = stepName(line);
         if (const auto index = itemNamed(current().name)) {
