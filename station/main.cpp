@@ -31,10 +31,6 @@ struct Options {
     std::vector<std::string> command;
 };
 
-struct WrongUse : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 std::string utcNow() {
     const std::time_t now = std::time(nullptr);
     std::tm parts = {};
@@ -176,9 +172,6 @@ int main(int argc, char** argv) {
     try {
         return station::dispatch(argc, argv);
     } catch (const station::WrongUse& error) {
-        std::cerr << "r8-station: " << error.what() << '\n';
-        return station::exitWrongUse;
-    } catch (const station::PipeRefused& error) {
         std::cerr << "r8-station: " << error.what() << '\n';
         return station::exitWrongUse;
     } catch (const std::exception& error) {

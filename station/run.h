@@ -5,6 +5,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,11 @@
 namespace station {
 
 using Json = nlohmann::ordered_json;
+
+// The station was asked for what it can't do, or its place is taken. Nothing was tested and nothing was kept.
+struct WrongUse : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 enum class Outcome {
     passed,
