@@ -29,10 +29,7 @@ Descriptor openForAppending(const fs::path& path) {
 int highestNumber(const fs::path& unitFolder) {
     int highest = 0;
     for (const fs::directory_entry& entry : fs::directory_iterator(unitFolder)) {
-        const std::string name = entry.path().filename();
-        if (name.find_first_not_of("0123456789") == std::string::npos && name.size() < 9) {
-            highest = std::max(highest, std::stoi(name));
-        }
+        highest = std::max(highest, attemptNumber(entry.path()));
     }
     return highest;
 }
@@ -55,6 +52,14 @@ std::string unitFolderName(const std::optional<std::string>& unit) {
         name += encoded;
     }
     return name;
+}
+
+int attemptNumber(const fs::path& folder) {
+    constexpr size_t mostDigits = 8;
+    const std::string name = folder.filename();
+    const bool isNumber = !name.empty() && name.size() <= mostDigits &&
+                          name.find_first_not_of("0123456789") == std::string::npos;
+    return isNumber ? std::stoi(name) : 0;
 }
 
 Attempt::Attempt(const fs::path& results, AttemptInfo about) : info(std::move(about)) {

@@ -63,6 +63,9 @@ class Attempt {
 // A bench without a unit has the folder "@bench", which no unit has.
 std::string unitFolderName(const std::optional<std::string>& unit);
 
+// The number of an attempt's folder; 0 for any other.
+int attemptNumber(const std::filesystem::path& folder);
+
 RunHistory readHistory(const std::filesystem::path& results);
 void writeHistory(const std::filesystem::path& results, const TestRun& run);
 

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <memory>
+#include <sstream>
 #include <system_error>
 
 namespace station {
@@ -81,10 +81,8 @@ std::filesystem::path findProgram(const std::string& name) {
         return isProgram(name) ? name : "";
     }
     const char* const variable = std::getenv("PATH");
-    std::string_view directories = variable == nullptr ? "/usr/bin:/bin" : variable;
-    while (!directories.empty() && !name.empty()) {
-        const std::string_view directory = directories.substr(0, directories.find(':'));
-        directories.remove_prefix(std::min(directory.size() + 1, directories.size()));
+    std::istringstream directories(variable == nullptr ? "/usr/bin:/bin" : variable);
+    for (std::string directory; !name.empty() && std::getline(directories, directory, ':');) {
         const std::filesystem::path path = std::filesystem::path(directory) / name;
         if (isProgram(path)) {
             return path;

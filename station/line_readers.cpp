@@ -1,7 +1,7 @@
 #include "line_readers.h"
 
-#include <chrono>
-#include <cstdlib>
+#include <cstdio>
+#include <ctime>
 
 #include "text.h"
 
@@ -40,24 +40,14 @@ void readCardLink(Item& item, int64_t card, std::string_view state) {
 
 // "2026-11-22 21:05:35" in seconds since 1970. The day may be 0: so reads a clock that can't be read.
 std::optional<int64_t> dateSeconds(std::string_view text) {
-    int64_t year, month, day, hour, minute, second;
-    LineScanner scan{text};
-    scan.number(year).text("-").number(month).text("-").number(day).text(" ");
-    scan.number(hour).text(":").number(minute).text(":").number(second);
-    if (!scan || std::abs(year) > 9999 || month < 1 || month > 12 || day < 0 || day > 31 || hour < 0 ||
-        hour > 23 || minute < 0 || minute > 59 || second < 0 || second > 60) {
+    std::tm parts = {};
+    if (sscanf(std::string(text).c_str(), "%4d-%2d-%2d %2d:%2d:%2d", &parts.tm_year, &parts.tm_mon,
+               &parts.tm_mday, &parts.tm_hour, &parts.tm_min, &parts.tm_sec) != 6) {
         return std::nullopt;
     }
-    const std::chrono::sys_days firstOfMonth =
-        std::chrono::year{static_cast<int>(year)} / static_cast<int>(month) / 1;
-    const int64_t days = firstOfMonth.time_since_epoch().count() + day - 1;
-    return ((days * 24 + hour) * 60 + minute) * 60 + second;
-}
-
-void readIdentityField(Item& item, const char* field, std::string_view text) {
-    if (Json* drive = lastEntry(item, "drives")) {
-        (*drive)[field] = trimmed(text);
-    }
+    parts.tm_year -= 1900;
+    parts.tm_mon -= 1;
+    return timegm(&parts);
 }
 
 Item* itemTitled(TestRun& run, std::string_view title) {
@@ -69,21 +59,20 @@ Item* itemTitled(TestRun& run, std::string_view title) {
     return nullptr;
 }
 
-void readChipTemperature(TestRun& run, std::string_view line) {
+// "芯片温度正常: 40 ": the only verdict that comes with its value.
+void readChipTemperature(Item& item, std::string_view line) {
     LineScanner scan{line};
     int64_t degrees = 0;
     if (!scan.text("芯片温度")) {
         return;
     }
-    Item item;
     item.checked = item.announced = true;
     item.verdict = scan.rest.starts_with("正常");
+    item.reason = *item.verdict ? "" : trimmed(line);
     scan.rest.remove_prefix(std::min(scan.rest.find(' '), scan.rest.size()));
     if (scan.text(" ").number(degrees) && !holds(line, "获取失败")) {
         item.measured["celsius"] = degrees;
     }
-    item.reason = *item.verdict ? "" : trimmed(line);
-    run.chipTemperature = item;
 }
 
 void readVerdict(Item& item, std::string_view verdict) {
@@ -206,14 +195,18 @@ void readSataLine(Item& item, std::string_view line) {
     const size_t colon = line.find(':');
     const std::string_view label = trimmed(line.substr(0, colon));
     const std::string_view value = colon == std::string_view::npos ? "" : line.substr(colon + 1);
-    if (label == "序列号") {
-        readIdentityField(item, "serial", value);
-    } else if (label == "型号") {
-        readIdentityField(item, "model", value);
-    } else if (label == "固件版本") {
-        readIdentityField(item, "firmware", value);
-    } else if (Json* drive = lastEntry(item, "drives");
-               label == "硬盘容量" && drive != nullptr && LineScanner{value}.number(number)) {
+    constexpr std::pair<std::string_view, const char*> texts[] = {
+        {"序列号", "serial"}, {"型号", "model"}, {"固件版本", "firmware"}};
+    Json* const drive = lastEntry(item, "drives");
+    if (drive == nullptr) {
+        return;
+    }
+    for (const auto& [known, field] : texts) {
+        if (label == known) {
+            (*drive)[field] = trimmed(value);
+        }
+    }
+    if (label == "硬盘容量" && LineScanner{value}.number(number)) {
         (*drive)["capacityGiB"] = number;
     }
 }
@@ -250,7 +243,7 @@ void readBoardLine(TestRun& run, std::string_view line) {
 
 // "USB口       : 4  " counts, "USB口       : 成功  " judges, "SATA口       : 端口1,3无连接" names ports.
 void readSummaryLine(TestRun& run, std::string_view line) {
-    readChipTemperature(run, line);
+    readChipTemperature(run.items[chipTemperatureItem], line);
     const size_t colon = line.find(':');
     if (colon == std::string_view::npos) {
         return;

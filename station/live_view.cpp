@@ -103,15 +103,13 @@ void LiveView::showVerdict(const AttemptInfo& info, const TestRun& run, const st
         (void)fprintf(output, "%s%s %s%s  %s\n", terminal ? look.colour : "", look.sign,
                       padToWidth(word, 14).c_str(), terminal ? plain : "", text.c_str());
     };
-    const auto itemRow = [&](std::string_view name, std::string_view title, const Item& item) {
-        row(item.outcome, titleOf(name, title) + (item.reason.empty() ? "" : ": " + item.reason));
-    };
     (void)fputc('\n', output);
     for (size_t i = 0; i < itemCount; ++i) {
-        itemRow(itemInfos[i].name, itemInfos[i].title, run.items[i]);
-    }
-    if (run.chipTemperature) {
-        itemRow("chip-temperature", "芯片温度", *run.chipTemperature);
+        const Item& item = run.items[i];
+        if (run.has(i)) {
+            row(item.outcome, titleOf(itemInfos[i].name, itemInfos[i].title) +
+                                  (item.reason.empty() ? "" : ": " + item.reason));
+        }
     }
     for (const std::string& reason : run.reasons) {
         row(Outcome::incomplete, reason);

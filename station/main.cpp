@@ -31,10 +31,6 @@ struct Options {
     std::vector<std::string> command;
 };
 
-struct WrongUse : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 std::string utcNow() {
     const std::time_t now = std::time(nullptr);
     std::tm parts = {};
@@ -46,9 +42,6 @@ std::string utcNow() {
 
 std::optional<std::string> chosenUnit(const Options& options) {
     if (options.noUnit) {
-        if (!options.unit.empty()) {
-            throw WrongUse("--unit and --no-unit exclude each other");
-        }
         return std::nullopt;
     }
     if (options.unit.find_first_not_of(" \t") == std::string::npos) {
@@ -122,8 +115,9 @@ void addRunOptions(CLI::App& command, Options& options) {
     const std::map<std::string, ClockJudge> judges = {
         {"ask", ClockJudge::ask}, {"auto", ClockJudge::automatic}, {"leave", ClockJudge::leave}};
     const std::map<std::string, Language> languages = {{"zh", Language::chinese}, {"en", Language::english}};
-    command.add_option("-u,--unit", options.unit, "serial number of the unit under test");
-    command.add_flag("--no-unit", options.noUnit, "a trial on a bench, for no unit");
+    CLI::Option* const unit =
+        command.add_option("-u,--unit", options.unit, "serial number of the unit under test");
+    command.add_flag("--no-unit", options.noUnit, "a trial on a bench, for no unit")->excludes(unit);
     command.add_option("--results", options.results, "folder of the records")->capture_default_str();
     command
         .add_option("--clock", options.clockJudge,
@@ -176,9 +170,6 @@ int main(int argc, char** argv) {
     try {
         return station::dispatch(argc, argv);
     } catch (const station::WrongUse& error) {
-        std::cerr << "r8-station: " << error.what() << '\n';
-        return station::exitWrongUse;
-    } catch (const station::PipeRefused& error) {
         std::cerr << "r8-station: " << error.what() << '\n';
         return station::exitWrongUse;
     } catch (const std::exception& error) {

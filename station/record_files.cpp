@@ -12,8 +12,8 @@ double milliseconds(double seconds) {
     return std::round(seconds * 1000) / 1000;
 }
 
-Json itemJson(std::string_view name, std::string_view title, const Item& item) {
-    Json json = {{"name", name}, {"title", title}, {"outcome", outcomeName(item.outcome)}};
+Json itemJson(const ItemInfo& info, const Item& item) {
+    Json json = {{"name", info.name}, {"title", info.title}, {"outcome", outcomeName(item.outcome)}};
     if (!item.reason.empty()) {
         json["reason"] = item.reason;
     }
@@ -24,10 +24,9 @@ Json itemJson(std::string_view name, std::string_view title, const Item& item) {
 Json itemsJson(const TestRun& run) {
     Json items = Json::array();
     for (size_t i = 0; i < itemCount; ++i) {
-        items.push_back(itemJson(itemInfos[i].name, itemInfos[i].title, run.items[i]));
-    }
-    if (run.chipTemperature) {
-        items.push_back(itemJson("chip-temperature", "芯片温度", *run.chipTemperature));
+        if (run.has(i)) {
+            items.push_back(itemJson(itemInfos[i], run.items[i]));
+        }
     }
     return items;
 }

@@ -4,7 +4,7 @@
 #include <iomanip>
 
 #include "attempt.h"
-#include "live_view.h"
+#include "files.h"
 #include "record_files.h"
 #include "report_page.h"
 #include "text.h"
@@ -16,6 +16,13 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t lineHeadBytes = 19;  // seconds and source in lines.txt
+constexpr std::string_view dataMark = "@DATA@";
+
+// Records come from a disk that anybody may write to: a value that is no text reads as none.
+std::string textOf(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    return found != object.end() && found->is_string() ? found->get<std::string>() : "";
+}
 
 // The lines that a killed station left behind, as the one step of its record.
 Json linesLeftBehind(const fs::path& folder) {
@@ -26,14 +33,7 @@ Json linesLeftBehind(const fs::path& folder) {
             lines.push_back({{"text", line.substr(std::min(lineHeadBytes, line.size()))}});
         });
     }
-    return Json::array({{{"number", nullptr}, {"name", "other"}, {"title", ""}, {"lines", lines}}});
-}
-
-Json unreadableRecord(const fs::path& folder, const std::string& reason) {
-    return {{"outcome", "incomplete"},
-            {"reasons", Json::array({folder.string() + ": " + reason})},
-            {"items", Json::array()},
-            {"steps", Json::array()}};
+    return Json::array({{{"name", "other"}, {"lines", lines}}});
 }
 
 bool isListOfObjects(const Json& list) {
@@ -41,19 +41,19 @@ bool isListOfObjects(const Json& list) {
            std::all_of(list.begin(), list.end(), [](const Json& entry) { return entry.is_object(); });
 }
 
+// The record, or what stands for one that is missing or says nothing that we could show.
 Json readRecord(const fs::path& folder) {
     const fs::path path = folder / "record.json";
-    if (!fs::exists(path)) {
-        return unreadableRecord(folder, "no record yet");
+    const Json record = fs::exists(path) ? Json::parse(readFile(path), nullptr, false) : Json();
+    if (record.is_object() && record.value("version", Json()) == recordVersion &&
+        isListOfObjects(record.value("items", Json())) && isListOfObjects(record.value("steps", Json())) &&
+        record.value("reasons", Json()).is_array()) {
+        return record;
     }
-    const Json record = Json::parse(readFile(path), nullptr, false);
-    if (!record.is_object() || !isListOfObjects(record.value("items", Json())) ||
-        !isListOfObjects(record.value("steps", Json()))) {
-        return unreadableRecord(folder, "the record can't be read");
-    }
-    return record.value("version", Json()) == recordVersion
-               ? record
-               : unreadableRecord(folder, "the record is of a version that this station does not know");
+    return {{"outcome", "incomplete"},
+            {"reasons", {folder.string() + ": no record that this station can read"}},
+            {"items", Json::array()},
+            {"steps", Json::array()}};
 }
 
 Json readAttempt(const fs::path& folder) {
@@ -65,23 +65,19 @@ Json readAttempt(const fs::path& folder) {
     return record;
 }
 
-bool isAttemptFolder(const fs::directory_entry& entry) {
-    const std::string name = entry.path().filename();
-    return entry.is_directory() && name.size() < 9 &&
-           name.find_first_not_of("0123456789") == std::string::npos;
-}
-
 UnitHistory readUnit(const fs::path& folder) {
     UnitHistory unit;
     unit.bench = folder.filename() == unitFolderName(std::nullopt);
     unit.name = unit.bench ? "(bench)" : folder.filename().string();
     std::vector<fs::path> attempts;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
-        if (isAttemptFolder(entry)) {
+        if (entry.is_directory() && attemptNumber(entry.path()) != 0) {
             attempts.push_back(entry.path());
         }
     }
-    std::sort(attempts.begin(), attempts.end());
+    std::sort(attempts.begin(), attempts.end(), [](const fs::path& one, const fs::path& other) {
+        return attemptNumber(one) < attemptNumber(other);
+    });
     for (const fs::path& attempt : attempts) {
         unit.attempts.push_back(readAttempt(attempt));
         const std::string name = textOf(unit.attempts.back(), "unit");
@@ -105,11 +101,9 @@ std::string failedItems(const Json& attempt) {
 std::vector<UnitHistory> readResults(const fs::path& results) {
     std::vector<UnitHistory> units;
     for (const fs::directory_entry& entry : fs::directory_iterator(results)) {
-        if (entry.is_directory()) {
-            UnitHistory unit = readUnit(entry.path());
-            if (!unit.attempts.empty()) {
-                units.push_back(std::move(unit));
-            }
+        UnitHistory unit = entry.is_directory() ? readUnit(entry.path()) : UnitHistory();
+        if (!unit.attempts.empty()) {
+            units.push_back(std::move(unit));
         }
     }
     const auto lastStart = [](const UnitHistory& unit) { return textOf(unit.attempts.back(), "started"); };
@@ -148,6 +142,27 @@ void printTable(std::ostream& output, const std::vector<UnitHistory>& units) {
                << 100.0 * static_cast<double>(yield.passedFirst) / static_cast<double>(yield.units) << " %)";
     }
     output << ", " << yield.passedLast << " at their last\n";
+}
+
+std::string htmlPage(const std::vector<UnitHistory>& units) {
+    const Yield yield = yieldOf(units);
+    Json data = {
+        {"yield",
+         {{"units", yield.units}, {"passedFirst", yield.passedFirst}, {"passedLast", yield.passedLast}}},
+        {"units", Json::array()}};
+    for (const UnitHistory& unit : units) {
+        data["units"].push_back({{"name", unit.name}, {"bench", unit.bench}, {"attempts", unit.attempts}});
+    }
+    std::string text;
+    for (const char character : data.dump(-1, ' ', false, Json::error_handler_t::replace)) {
+        if (character == '<') {
+            text += "\\u003c";  // a board that prints "</script>" must not end the data
+        } else {
+            text += character;
+        }
+    }
+    std::string page = reportPage;
+    return page.replace(page.find(dataMark), dataMark.size(), text);
 }
 
 }  // namespace station

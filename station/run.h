@@ -5,6 +5,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,6 +13,11 @@
 namespace station {
 
 using Json = nlohmann::ordered_json;
+
+// The station was asked for what it can't do, or its place is taken. Nothing was tested and nothing was kept.
+struct WrongUse : std::runtime_error {
+    using std::runtime_error::runtime_error;
+};
 
 enum class Outcome {
     passed,
@@ -22,7 +28,10 @@ enum class Outcome {
 };
 
 // "passed", "failed", "skipped", "needs-person", "incomplete": the words of the record.
-std::string_view outcomeName(Outcome outcome);
+constexpr std::string_view outcomeName(Outcome outcome) {
+    constexpr std::string_view names[] = {"passed", "failed", "skipped", "needs-person", "incomplete"};
+    return names[static_cast<size_t>(outcome)];
+}
 
 enum class Source { pipe, console };
 
@@ -42,7 +51,17 @@ struct Step {
 };
 
 // An item that the tool's summary gives a verdict on.
-enum ItemIndex { networkItem, rs485Item, alarmItem, usbItem, cpldItem, sataItem, clockItem, itemCount };
+enum ItemIndex {
+    networkItem,
+    rs485Item,
+    alarmItem,
+    usbItem,
+    cpldItem,
+    sataItem,
+    clockItem,
+    chipTemperatureItem,  // the only one that most boards do not have
+    itemCount
+};
 
 struct ItemInfo {
     std::string_view name;
@@ -59,6 +78,7 @@ constexpr std::array<ItemInfo, itemCount> itemInfos = {{
     {"cpld", "CPLD", "CPLD信息", "Board description"},
     {"sata", "SATA口", "SATA硬盘测试", "SATA ports"},
     {"clock", "Rtc时钟", "开始测试RTC", "Real-time clock"},
+    {"chip-temperature", "芯片温度", "", "Chip temperature"},
 }};
 
 struct Item {
@@ -82,14 +102,16 @@ struct ToolEnd {
 struct TestRun {
     std::vector<Step> steps;
     std::array<Item, itemCount> items;
-    std::optional<Item> chipTemperature;  // boards that check it only
-    Json board = Json::object();          // identity as printed
-    std::vector<std::string> reasons;     // why the run is incomplete; empty: it is complete
+    Json board = Json::object();       // identity as printed
+    std::vector<std::string> reasons;  // why the run is incomplete; empty: it is complete
     Outcome outcome = Outcome::incomplete;
     uint64_t lostLines = 0;  // records that the tool could not write
     bool heard = false;      // a record came
     bool ended = false;      // the end marker came
     double seconds = 0;
+
+    // Whether the item belongs to this board's run at all.
+    bool has(size_t item) const { return item != chipTemperatureItem || items[item].verdict.has_value(); }
 };
 
 }  // namespace station

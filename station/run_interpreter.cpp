@@ -128,28 +128,11 @@ std::optional<bool> clockAgrees(const Item& item) {
 
 }  // namespace
 
-std::string_view outcomeName(Outcome outcome) {
-    switch (outcome) {
-        case Outcome::passed:
-            return "passed";
-        case Outcome::failed:
-            return "failed";
-        case Outcome::skipped:
-            return "skipped";
-        case Outcome::needsPerson:
-            return "needs-person";
-        case Outcome::incomplete:
-            break;
-    }
-    return "incomplete";
-}
-
 std::string_view englishName(std::string_view name) {
     constexpr std::pair<std::string_view, std::string_view> others[] = {
         {"preparation", "Preparation"},
         {"buzzer", "Buzzer"},
         {"summary", "Summary"},
-        {"chip-temperature", "Chip temperature"},
     };
     if (const auto index = itemNamed(name)) {
         return itemInfos[*index].english;
@@ -213,8 +196,9 @@ void RunInterpreter::look(std::string_view line) {
         readBoardLine(run, line);
     } else if (const auto index = itemNamed(name)) {
         using Reader = void (*)(Item&, std::string_view);
-        constexpr std::array<Reader, itemCount> readers = {
-            readNetworkLine, readRs485Line, readAlarmLine, readUsbLine, nullptr, readSataLine, readClockLine};
+        constexpr std::array<Reader, itemCount> readers = {readNetworkLine, readRs485Line, readAlarmLine,
+                                                           readUsbLine,     nullptr,       readSataLine,
+                                                           readClockLine,   nullptr};
         readers[*index](run.items[*index], line);
     }
 }
@@ -223,8 +207,11 @@ void RunInterpreter::pipeLine(double at, std::string_view line) {
     const std::string_view name = current().name;
     const bool mayBeAlarm = name == "preparation" || name == "buzzer" || name == "network";
     if (announceStep(at, line)) {
-        // the line stands in its own step
-    } else if (titlePending && !line.empty()) {
+        keep(at, Source::pipe,
+             line);  // in its own step, of which it says nothing: "第7步:CPLD信息" is no label
+        return;
+    }
+    if (titlePending && !line.empty()) {
         current().title = line;
         current().name = stepName(line);
         if (const auto index = itemNamed(current().name)) {
@@ -285,9 +272,6 @@ void RunInterpreter::finish(double at, const ToolEnd& end, bool torn) {
     for (size_t i = 0; i < itemCount; ++i) {
         settleItem(run, i, run.items[i]);
     }
-    if (run.chipTemperature) {
-        settleItem(run, itemCount, *run.chipTemperature);
-    }
     settleOutcome(run);
 }
 
@@ -315,13 +299,11 @@ void settleOutcome(TestRun& run) {
     }
     run.outcome = Outcome::passed;
     for (const Outcome outcome : order) {
-        bool found = run.chipTemperature && run.chipTemperature->outcome == outcome;
-        for (const Item& item : run.items) {
-            found = found || item.outcome == outcome;
-        }
-        if (found) {
-            run.outcome = outcome;
-            return;
+        for (size_t i = 0; i < itemCount; ++i) {
+            if (run.has(i) && run.items[i].outcome == outcome) {
+                run.outcome = outcome;
+                return;
+            }
         }
     }
 }

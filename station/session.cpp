@@ -31,18 +31,11 @@ double Session::now() const {
 }
 
 void Session::LineBuffer::feed(std::string_view bytes, const std::function<void(std::string_view)>& onLine) {
-    while (!bytes.empty()) {
-        const size_t lineEnd = bytes.find('\n');
-        const size_t room = longestConsoleLine - pending.size();
-        const size_t taken = std::min({lineEnd, bytes.size(), room});
-        pending.append(bytes.substr(0, taken));
-        bytes.remove_prefix(taken);
-        const bool ended = !bytes.empty() && bytes.front() == '\n';
-        if (ended || pending.size() == longestConsoleLine) {
-            onLine(pending);
-            pending.clear();
-        }
-        bytes.remove_prefix(ended ? 1 : 0);
+    pending += bytes;
+    size_t lineEnd;
+    while ((lineEnd = std::min(pending.find('\n'), longestConsoleLine)) < pending.size()) {
+        onLine(std::string_view(pending).substr(0, lineEnd));
+        pending.erase(0, lineEnd + (pending[lineEnd] == '\n' ? 1 : 0));
     }
 }
 
@@ -85,18 +78,18 @@ std::optional<bool> Session::askAboutClock() const {
 }
 
 ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
-    const auto consoleRest = [this](LineBuffer& buffer, std::string (*decode)(std::string_view)) {
-        if (!buffer.pending.empty()) {
-            interpreter.console(now(), decode(buffer.pending));
+    for (const LineBuffer* buffer : {&output, &errors}) {
+        if (!buffer->pending.empty()) {
+            interpreter.console(now(), utf8FromEither(buffer->pending));
         }
-    };
-    consoleRest(output, utf8FromGbk);
-    consoleRest(errors, utf8FromEither);
+    }
     TestRun& run = interpreter.run;
     interpreter.finish(now(), end, framer.torn());
     view.eraseStatus();
-    // Before anybody is asked, and again with the answer: who walks away from the question loses nothing.
-    attempt.finish(run, end, framer.records, framer.torn());
+    if (judge == ClockJudge::ask) {
+        // Who walks away from the question loses nothing.
+        attempt.finish(run, end, framer.records, framer.torn());
+    }
     judgeClock(run, judge, [this] { return askAboutClock(); });
     attempt.finish(run, end, framer.records, framer.torn());
     if (run.reasons.empty()) {

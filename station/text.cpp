@@ -1,51 +1,12 @@
 #include "text.h"
 
-#include <iconv.h>
-
-#include <system_error>
+#include "vboard/gbk.h"
 
 namespace station {
 
 namespace {
 
 constexpr std::string_view replacement = "\xEF\xBF\xBD";  // U+FFFD
-
-struct Converter {
-    explicit Converter(const char* from) : handle(iconv_open("UTF-8", from)) {
-        if (handle == reinterpret_cast<iconv_t>(-1)) {
-            throw std::system_error(errno, std::generic_category(),
-                                    std::string("no conversion from ") + from);
-        }
-    }
-    ~Converter() { (void)iconv_close(handle); }
-    Converter(const Converter&) = delete;
-    Converter& operator=(const Converter&) = delete;
-
-    iconv_t handle;
-};
-
-// Bytes that don't convert are replaced one by one; their number goes to *bad.
-std::string convert(Converter& converter, std::string_view input, size_t* bad) {
-    std::string output;
-    char* in = const_cast<char*>(input.data());  // iconv's type; it only reads
-    size_t inLeft = input.size();
-    (void)iconv(converter.handle, nullptr, nullptr, nullptr, nullptr);
-    while (inLeft > 0) {
-        char buffer[4096];
-        char* out = buffer;
-        size_t outLeft = sizeof buffer;
-        const size_t result = iconv(converter.handle, &in, &inLeft, &out, &outLeft);
-        const int error = result == static_cast<size_t>(-1) ? errno : 0;
-        output.append(buffer, static_cast<size_t>(out - buffer));
-        if (error == EILSEQ || error == EINVAL) {
-            output += replacement;
-            ++*bad;
-            ++in;
-            --inLeft;
-        }
-    }
-    return output;
-}
 
 size_t characterBytes(std::string_view text) {
     const auto lead = static_cast<unsigned char>(text[0]);
@@ -83,16 +44,14 @@ size_t characterWidth(std::string_view character) {
 }  // namespace
 
 std::string utf8FromGbk(std::string_view gbk) {
-    static Converter converter("GBK");
-    size_t bad = 0;
-    return harmless(convert(converter, gbk, &bad));
+    vboard::GbkStream stream;
+    const std::string text = stream.decode(std::string(gbk));
+    return harmless(text + stream.finish());
 }
 
 std::string utf8FromEither(std::string_view bytes) {
-    static Converter converter("UTF-8");
-    size_t bad = 0;
-    const std::string text = convert(converter, bytes, &bad);
-    return bad == 0 ? harmless(text) : utf8FromGbk(bytes);
+    const std::string text(bytes);
+    return vboard::isUtf8(text) ? harmless(text) : utf8FromGbk(bytes);
 }
 
 size_t screenWidth(std::string_view utf8) {

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
@@ -16,19 +15,17 @@
 #include <stdexcept>
 #include <system_error>
 
-extern char** environ;
-
 namespace station {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 
 constexpr int pipeBytes =
-    1024 * 1024;  // the most that any user may ask for: a stopped terminal loses nothing
-constexpr milliseconds tickTime{250};
-constexpr milliseconds graceTime{2000};
+    1024 * 1024;                       // the most that any user may ask for: a stopped terminal loses nothing
+constexpr int cannotStart = 127;       // a shell's status for a program that can't be started
+constexpr int tickMilliseconds = 250;  // of the view, and how late a time limit may be seen
+constexpr std::chrono::seconds graceTime{2};
 
 void check(bool fine, const std::string& what) {
     if (!fine) {
@@ -60,7 +57,7 @@ void makePipeAt(const std::string& path) {
     struct stat status = {};
     check(lstat(path.c_str(), &status) == 0, path);
     if (!S_ISFIFO(status.st_mode)) {
-        throw PipeRefused(path + ": something else lies where the report pipe belongs; it is left alone");
+        throw WrongUse(path + ": something else lies where the report pipe belongs; it is left alone");
     }
 }
 
@@ -90,34 +87,28 @@ struct OutputPipe {
     }
 };
 
-pid_t spawnTool(const std::vector<std::string>& command, int output, int errors) {
+// In the child, between fork and exec: nothing here may allocate.
+[[noreturn]] void becomeTool(char* const* arguments, int output, int errors) {
+    const sigset_t set = stopSignals();
+    (void)sigprocmask(SIG_UNBLOCK, &set, nullptr);
+    (void)signal(SIGPIPE, SIG_DFL);
+    if (dup2(output, STDOUT_FILENO) >= 0 && dup2(errors, STDERR_FILENO) >= 0) {
+        (void)execvp(arguments[0], arguments);
+    }
+    _exit(cannotStart);
+}
+
+pid_t startTool(const std::vector<std::string>& command, int output, int errors) {
     std::vector<char*> arguments;
     for (const std::string& argument : command) {
         arguments.push_back(const_cast<char*>(argument.c_str()));  // exec's type; it only reads
     }
     arguments.push_back(nullptr);
-
-    sigset_t none;
-    sigset_t pipeSignal;
-    (void)sigemptyset(&none);
-    (void)sigemptyset(&pipeSignal);
-    (void)sigaddset(&pipeSignal, SIGPIPE);
-    posix_spawnattr_t attributes;
-    posix_spawn_file_actions_t actions;
-    (void)posix_spawnattr_init(&attributes);
-    (void)posix_spawnattr_setsigmask(&attributes, &none);
-    (void)posix_spawnattr_setsigdefault(&attributes, &pipeSignal);
-    (void)posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-    (void)posix_spawn_file_actions_init(&actions);
-    (void)posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
-    (void)posix_spawn_file_actions_adddup2(&actions, errors, STDERR_FILENO);
-    pid_t child = -1;
-    errno = posix_spawnp(&child, command[0].c_str(), &actions, &attributes, arguments.data(), environ);
-    const int error = errno;
-    (void)posix_spawn_file_actions_destroy(&actions);
-    (void)posix_spawnattr_destroy(&attributes);
-    errno = error;
-    check(error == 0, command[0]);
+    const pid_t child = fork();
+    if (child == 0) {
+        becomeTool(arguments.data(), output, errors);
+    }
+    check(child > 0, "fork");
     return child;
 }
 
@@ -139,14 +130,20 @@ void drain(int fd, const std::function<void(std::string_view)>& handler) {
     }
 }
 
-// Ends a tool that has to go: asks first.
+// Ends a tool that has to go: asks first, insists when it is asked again or does not go.
 struct ToolStopper {
     pid_t child;
-    std::optional<Clock::time_point> killAt;
+    Clock::time_point killAt = Clock::time_point::max();
 
     void stop() {
-        (void)kill(child, killAt ? SIGKILL : SIGTERM);  // not reaped yet, so the id is still the tool's
-        killAt = killAt.value_or(Clock::now() + graceTime);
+        const bool asked = killAt != Clock::time_point::max();
+        (void)kill(child, asked ? SIGKILL : SIGTERM);  // not reaped yet, so the id is still the tool's
+        killAt = asked ? killAt : Clock::now() + graceTime;
+    }
+    void insist() {
+        if (Clock::now() >= killAt) {
+            stop();
+        }
     }
 };
 
@@ -154,11 +151,6 @@ void readStopSignals(int fd) {
     signalfd_siginfo info;
     while (read(fd, &info, sizeof info) > 0) {
     }
-}
-
-int waitTime(Clock::time_point until) {
-    const auto left = std::chrono::ceil<milliseconds>(until - Clock::now());
-    return static_cast<int>(std::clamp(left, milliseconds{0}, tickTime).count());
 }
 
 ToolEnd reap(pid_t child) {
@@ -197,15 +189,15 @@ void giveBackSignals() {
 ReportPipe openReportPipe(const std::string& path) {
     makePipeAt(path);
     if (hasReader(path)) {
-        throw PipeRefused(path + ": somebody reads this pipe already, another station perhaps");
+        throw WrongUse(path + ": somebody reads this pipe already, another station perhaps");
     }
     Descriptor reader(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     check(reader.fd >= 0, path);
     if (flock(reader.fd, LOCK_EX | LOCK_NB) != 0) {  // two stations that started in the same moment
-        throw PipeRefused(path + ": another station reads this pipe");
+        throw WrongUse(path + ": another station reads this pipe");
     }
     if (hasWriter(reader.fd)) {
-        throw PipeRefused(path + ": a tool from before still writes to this pipe; wait until it has ended");
+        throw WrongUse(path + ": a tool from before still writes to this pipe; wait until it has ended");
     }
     (void)fcntl(reader.fd, F_SETPIPE_SZ, pipeBytes);
     Descriptor writer(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
@@ -218,18 +210,14 @@ ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, d
     const Descriptor signals = openStopSignals();
     OutputPipe output;
     OutputPipe errors;
-    const pid_t child = spawnTool(command, output.writeEnd.fd, errors.writeEnd.fd);
+    ToolStopper tool{startTool(command, output.writeEnd.fd, errors.writeEnd.fd)};
     output.writeEnd.close();
     errors.writeEnd.close();
-    const Descriptor childEnd(static_cast<int>(syscall(SYS_pidfd_open, child, 0)));
-    check(childEnd.fd >= 0, "pidfd_open");  // no wrapper that C++ can link in this C library
+    // By its number: the C library's header for it is not fit for C++.
+    const Descriptor childEnd(static_cast<int>(syscall(SYS_pidfd_open, tool.child, 0)));
+    check(childEnd.fd >= 0, "pidfd_open");
 
-    const Clock::time_point never = Clock::time_point::max();
-    Clock::time_point deadline = timeoutSeconds > 0
-                                     ? Clock::now() + std::chrono::duration_cast<Clock::duration>(
-                                                          std::chrono::duration<double>(timeoutSeconds))
-                                     : never;
-    ToolStopper stopper{child, {}};
+    const Clock::time_point start = Clock::now();
     bool timedOut = false;
     bool interrupted = false;
     std::array<pollfd, 5> polled = {{{reportPipe, POLLIN, 0},
@@ -238,8 +226,7 @@ ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, d
                                      {signals.fd, POLLIN, 0},
                                      {childEnd.fd, POLLIN, 0}}};
     while (polled[4].revents == 0) {
-        const Clock::time_point wakeUp = std::min(deadline, stopper.killAt.value_or(never));
-        if (poll(polled.data(), polled.size(), waitTime(wakeUp)) < 0) {
+        if (poll(polled.data(), polled.size(), tickMilliseconds) < 0) {
             continue;
         }
         servePipe(polled[0], handlers.records);
@@ -248,23 +235,21 @@ ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, d
         if (polled[3].revents != 0) {
             readStopSignals(signals.fd);
             interrupted = true;
-            stopper.stop();
+            tool.stop();
         }
-        if (Clock::now() >= deadline) {
-            deadline = never;
+        const std::chrono::duration<double> elapsed = Clock::now() - start;
+        if (timeoutSeconds > 0 && elapsed.count() >= timeoutSeconds && !timedOut) {
             timedOut = true;
-            stopper.stop();
+            tool.stop();
         }
-        if (stopper.killAt && Clock::now() >= *stopper.killAt) {
-            stopper.stop();
-        }
+        tool.insist();
         handlers.tick();
     }
     // What the tool wrote is in the pipes by now. Processes that it left behind are not waited for.
     drain(reportPipe, handlers.records);
     drain(output.readEnd.fd, handlers.console);
     drain(errors.readEnd.fd, handlers.errors);
-    ToolEnd end = reap(child);
+    ToolEnd end = reap(tool.child);
     end.timedOut = timedOut;
     end.interrupted = interrupted;
     return end;
@@ -275,7 +260,7 @@ ToolEnd readStream(int fd, const StreamHandlers& handlers) {
     std::array<pollfd, 2> polled = {{{fd, POLLIN, 0}, {signals.fd, POLLIN, 0}}};
     ToolEnd end;
     while (polled[0].fd >= 0 && !end.interrupted) {
-        if (poll(polled.data(), polled.size(), static_cast<int>(tickTime.count())) < 0) {
+        if (poll(polled.data(), polled.size(), tickMilliseconds) < 0) {
             continue;
         }
         servePipe(polled[0], handlers.records);

@@ -3,8 +3,6 @@
 // The report pipe and the process that writes to it.
 
 #include <functional>
-#include <optional>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,27 +27,27 @@ void takeOverSignals();
 // From here on the stop signals end this process again.
 void giveBackSignals();
 
-// The pipe's place is taken; nothing was started and nothing was changed.
-struct PipeRefused : std::runtime_error {
-    using std::runtime_error::runtime_error;
-};
-
 struct ReportPipe {
     Descriptor reader;
     Descriptor writer;  // never used: with it the pipe has no end each time that somebody closes it
 };
 
-// The report pipe, made at that path when there is none, ready for a tool to open. Throws PipeRefused
-// where something else lies, and where another station reads or another tool still writes.
+// The report pipe, made at that path when there is none, with a megabyte of room where the system grants it,
+// ready for a tool to open. Throws WrongUse where something else lies, and where another station reads or
+// another tool still writes: nothing was started then and nothing was changed. Throws std::system_error when
+// the path can't be used.
 ReportPipe openReportPipe(const std::string& path);
 
-// Starts the command and reads until it has ended and its pipes are drained. timeoutSeconds 0: none. A tool
-// that is out of time, or a station that is told to stop, ends the tool with SIGTERM and, two seconds later,
-// with SIGKILL. Throws std::system_error when the command can't be started.
+// Starts the command, with PATH as a shell does, and reads until it has ended and its pipes are drained.
+// timeoutSeconds 0: none; it is seen up to a quarter of a second late. A tool that is out of time, or a
+// station that is told to stop, ends the tool with SIGTERM and, two seconds later or when told again, with
+// SIGKILL. A program that can't be started shows as exit status 127. Throws std::system_error when the system
+// has no more processes or descriptors.
 ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, double timeoutSeconds,
                       const StreamHandlers& handlers);
 
-// Reads the descriptor to its end, all of it as records.
+// Reads the descriptor to its end, or until the station is told to stop, all of it as records. The exit
+// status of the tool stays unknown.
 ToolEnd readStream(int fd, const StreamHandlers& handlers);
 
 }  // namespace station

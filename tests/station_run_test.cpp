@@ -1,69 +1,25 @@
 // The program as a station engineer uses it: real processes, a real pipe, a tool that does as told.
 
-#include <fcntl.h>
-#include <gmock/gmock.h>
-#include <signal.h>
-#include <spawn.h>
+#include <pty.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
-
-#include "files.h"
 #include "report.h"
-#include "station_streams.h"
+#include "station_bench.h"
 
 using namespace station;
 using namespace station_test;
 using testing::HasSubstr;
-namespace fs = std::filesystem;
 
 namespace {
 
-class StationRun : public testing::Test {
+class StationRun : public StationBench {
   protected:
-    StationRun() {
-        std::string pattern = testing::TempDir() + "station.XXXXXX";
-        bench = mkdtemp(pattern.data());
+    pid_t startStation(std::vector<std::string> words, const std::string& input = "/dev/null") const {
+        words.insert(words.begin(), STATION);
+        return start(words, input);
     }
-    ~StationRun() override { fs::remove_all(bench); }
-
-    // Starts r8-station on the bench; what it prints goes to the file "output".
-    pid_t start(const std::vector<std::string>& arguments, const std::string& input = "/dev/null") {
-        std::vector<std::string> words = {STATION};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char*> pointers;
-        for (std::string& word : words) {
-            pointers.push_back(word.data());
-        }
-        pointers.push_back(nullptr);
-        const std::string output = bench / "output";
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        pid_t child = -1;
-        EXPECT_EQ(posix_spawn(&child, STATION, &actions, nullptr, pointers.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&actions);
-        return child;
-    }
-
-    static int statusOf(pid_t child) {
-        int status = 0;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
-    int station(const std::vector<std::string>& arguments, const std::string& input = "/dev/null") {
-        return statusOf(start(arguments, input));
-    }
-
-    std::string file(const std::string& name, const std::string& bytes) {
-        std::ofstream(bench / name, std::ios::binary) << bytes;
-        return bench / name;
+    int station(const std::vector<std::string>& words, const std::string& input = "/dev/null") const {
+        return statusOf(startStation(words, input));
     }
 
     // The words for a run of unit 7 with the fake tool.
@@ -87,16 +43,11 @@ class StationRun : public testing::Test {
                 end};
     }
 
-    fs::path attempt(int number) const { return bench / "results" / "7" / ("000" + std::to_string(number)); }
-    Json record(int number) const { return Json::parse(readFile(attempt(number) / "record.json")); }
-    std::string output() const { return readFile(bench / "output"); }
-
     // Returns as soon as that line is kept.
     void waitForLine(int number, const std::string& text) const {
         for (int i = 0; i < 20000; ++i) {
-            std::ifstream lines(attempt(number) / "lines.txt");
-            const std::string kept{std::istreambuf_iterator<char>(lines), {}};
-            if (kept.find(text) != std::string::npos) {
+            const fs::path lines = attempt(number) / "lines.txt";
+            if (fs::exists(lines) && readFile(lines).find(text) != std::string::npos) {
                 return;
             }
             usleep(1000);
@@ -104,7 +55,16 @@ class StationRun : public testing::Test {
         FAIL() << text << " does not come";
     }
 
-    fs::path bench;
+    // What a terminal shows up to that text.
+    static std::string readUntil(int terminal, const std::string& text) {
+        std::string shown;
+        char byte;
+        while (shown.find(text) == std::string::npos && read(terminal, &byte, 1) == 1) {
+            shown += byte;
+        }
+        return shown;
+    }
+
     const std::string healthy = stream(healthyTexts());
 };
 
@@ -128,15 +88,14 @@ TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
 }
 
 TEST_F(StationRun, exitStatusTellsTheOutcome) {
-    std::vector<std::string> failing = healthyTexts();
-    *std::find(failing.begin(), failing.end(), "485口       : 成功  \n") = "485口       : 失败  \n";
+    const std::string failing = stream(changedTexts({"485口", "报警口", "485口       : 失败  \n"}));
     const struct {
         std::string records, end;
         int status;
         const char* outcome;
     } cases[] = {
         {healthy, "exit:0", 0, "passed"},
-        {stream(failing), "exit:0", 1, "failed"},
+        {failing, "exit:0", 1, "failed"},
         {healthy, "exit:1", 3, "incomplete"},
         {healthy, "signal:9", 3, "incomplete"},
         {healthy.substr(0, healthy.size() - 1), "exit:0", 3, "incomplete"},
@@ -161,7 +120,7 @@ TEST_F(StationRun, endsAToolThatHangs) {
 }
 
 TEST_F(StationRun, stoppedStationEndsTheToolAndWritesTheRecord) {
-    const pid_t child = start(runWords(healthy, "hang"));
+    const pid_t child = startStation(runWords(healthy, "hang"));
     waitForLine(1, "R8TESTEND");
     kill(child, SIGTERM);
     EXPECT_EQ(statusOf(child), 3);
@@ -170,11 +129,11 @@ TEST_F(StationRun, stoppedStationEndsTheToolAndWritesTheRecord) {
 }
 
 TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
-    const std::pair<size_t, const char*> moments[] = {{healthy.size() / 2, "第3步:开始测试RTC"},
-                                                      {healthy.size(), "R8TESTEND"}};
+    const std::pair<size_t, const char*> moments[] = {
+        {0, ""}, {healthy.size() / 2, "/dev/sda"}, {healthy.size(), "R8TESTEND"}};
     for (const auto& [bytes, lastLine] : moments) {
         fs::remove_all(bench / "results");
-        const pid_t child = start(runWords(healthy.substr(0, bytes), "hang"));
+        const pid_t child = startStation(runWords(healthy.substr(0, bytes), "hang"));
         waitForLine(1, lastLine);
         kill(child, SIGKILL);
         EXPECT_EQ(statusOf(child), 128 + SIGKILL);
@@ -194,7 +153,7 @@ TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
 TEST_F(StationRun, stationsOnOneFolderEachGetTheirOwnAttempt) {
     std::vector<pid_t> children;
     for (int i = 0; i < 8; ++i) {
-        children.push_back(start(runWords(healthy, "exit:0", "", "fifo" + std::to_string(i))));
+        children.push_back(startStation(runWords(healthy, "exit:0", "", "fifo" + std::to_string(i))));
     }
     for (const pid_t child : children) {
         EXPECT_EQ(statusOf(child), 0);
@@ -255,9 +214,33 @@ TEST_F(StationRun, readsAStoredOrPipedStream) {
     EXPECT_TRUE(fs::exists(bench / "results/@bench/0001/stream.raw"));
 }
 
+TEST_F(StationRun, terminalShowsTheRunAndAsksAboutTheClock) {
+    for (const auto& [answer, status, verdict] :
+         {std::tuple("what?\ny\n", 0, "\033[1;32m✔ PASSED"), std::tuple("n\n", 1, "\033[1;31m✘ FAILED")}) {
+        std::vector<std::string> words = runWords(healthy, "exit:0");
+        *std::find(words.begin(), words.end(), "auto") = "ask";
+        words.insert(words.begin() + 1, {"--language", "en"});
+        int terminal = -1;
+        const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+        if (child == 0) {
+            words.insert(words.begin(), STATION);
+            _exit(execv(STATION, pointersTo(words).data()));
+        }
+        const Descriptor closer(terminal);
+        const std::string shown = readUntil(terminal, "agree? [y/n] ");
+        EXPECT_THAT(shown, HasSubstr("\033[1;36m▶ running  step 7 of 7  R8测试结果 (Summary)"));
+        EXPECT_THAT(shown, HasSubstr("2009-04-03 08:00:16   2009-04-03 08:00:16"));
+        EXPECT_EQ(write(terminal, answer, strlen(answer)), static_cast<ssize_t>(strlen(answer)));
+        EXPECT_THAT(readUntil(terminal, "/record.json"), HasSubstr(verdict));
+        EXPECT_EQ(statusOf(child), status);
+    }
+    EXPECT_EQ(record(1)["outcome"], "passed");
+    EXPECT_EQ(record(2)["items"][6]["reason"], "clock and system time differ");
+}
+
 TEST_F(StationRun, reportEscapesAndSurvivesBrokenRecords) {
-    std::vector<std::string> texts = healthyTexts();
-    *std::find(texts.begin(), texts.end(), "\n型号      :GREEN 1TB           ") = "\n型号      :<script>\"&'";
+    const std::vector<std::string> texts =
+        changedTexts({"\n型号", "\n固件版本", "\n型号      :</script><script>\"&'"});
     const std::string results = bench / "results";
     const std::string stored = file("stored", stream(texts));
     ASSERT_EQ(station({"read", "--unit", "../<i>", "--clock", "auto", "--results", results, stored}), 0);
@@ -269,9 +252,9 @@ TEST_F(StationRun, reportEscapesAndSurvivesBrokenRecords) {
     }
     ASSERT_EQ(station({"report", results}), 0) << output();
     const std::string page = readFile(bench / "results/report.html");
-    EXPECT_THAT(page, HasSubstr("&lt;script&gt;&quot;&amp;&#39;"));
-    EXPECT_THAT(page, HasSubstr("../&lt;i&gt;"));
-    EXPECT_THAT(page, testing::Not(HasSubstr("<script")));
+    EXPECT_THAT(page, HasSubstr(R"(\u003c/script>\u003cscript>\"&')"));
+    EXPECT_THAT(page, HasSubstr(R"("name":"../\u003ci>")"));
+    EXPECT_THAT(page, testing::Not(HasSubstr("</script><script>")));
     EXPECT_THAT(output(), HasSubstr("2 units, 1 passed at their first attempt (50.0 %)"));
     EXPECT_TRUE(fs::exists(bench / "results/%2E.%2F%3Ci%3E/0001/record.json"));
 }

@@ -1,10 +1,8 @@
 // The record stream, whole, torn and garbled, and its GBK.
 
-#include <gmock/gmock.h>
-
 #include "record_framer.h"
 #include "run_interpreter.h"
-#include "station_streams.h"
+#include "station_bench.h"
 #include "text.h"
 
 using namespace station;
@@ -47,8 +45,8 @@ TEST(StationStream, cutAfterAnyByteIsIncompleteAndKeepsWhatCame) {
         ASSERT_FALSE(run.reasons.empty()) << cut;
     }
     EXPECT_TRUE(interpret(bytes).reasons.empty());
-    const TestRun cutInDrive = interpret(bytes.substr(0, bytes.find("GREEN")));
-    EXPECT_EQ(cutInDrive.items[sataItem].measured["drives"][0]["serial"], "WD-1234");
+    const TestRun cutInDrive = interpret(bytes.substr(0, bytes.find("VB-DISK")));
+    EXPECT_EQ(cutInDrive.items[sataItem].measured["drives"][0]["serial"], "VB-40A1170231");
 }
 
 TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
@@ -57,8 +55,8 @@ TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
     } const garbage[] = {{0, 1024}, {0, 0xFFFFFFFF}, {0, 0x80000000}, {1, 3}, {0xFFFFFFFF, 0xFFFFFFFF}};
     for (const auto& [reserved, length] : garbage) {
         RecordFramer framer;
-        const auto texts =
-            textsOf(framer, {record("好"), header(reserved, length), std::string(100000, 'x'), record("no")});
+        const auto texts = textsOf(
+            framer, {stream({"好"}), header(reserved, length), std::string(100000, 'x'), stream({"no"})});
         EXPECT_THAT(texts, ElementsAre("好"));
         EXPECT_TRUE(framer.torn());
         EXPECT_LE(framer.pending.capacity(), 2048u);
@@ -68,18 +66,15 @@ TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
 TEST(StationStream, anyByteChangedIsReadWithoutACrash) {
     const std::string bytes = stream(healthyTexts());
     for (size_t i = 0; i < bytes.size(); ++i) {
-        for (const int change : {0x01, 0x80, 0xFF}) {
-            std::string changed = bytes;
-            changed[i] = static_cast<char>(changed[i] ^ change);
-            (void)interpret(changed);
-        }
+        std::string changed = bytes;
+        changed[i] = static_cast<char>(changed[i] ^ (i % 3 == 0 ? 0x01 : i % 3 == 1 ? 0x80 : 0xFF));
+        (void)interpret(changed);
     }
 }
 
 TEST(StationStream, textBehindTheEndIsNotTakenForThisRun) {
-    std::vector<std::string> texts = healthyTexts();
-    texts.push_back("485口       : 失败  \n");
-    EXPECT_EQ(interpret(stream(texts)).outcome, Outcome::incomplete);
+    const std::string bytes = stream(healthyTexts()) + stream({"485口       : 失败  \n"});
+    EXPECT_EQ(interpret(bytes).outcome, Outcome::incomplete);
 }
 
 TEST(StationStream, toolGoneWildKeepsALimitedNumberOfLines) {

@@ -9,14 +9,15 @@ namespace vboard {
 
 namespace {
 
+constexpr const char* replacement = "\uFFFD";
 constexpr std::size_t utf8BytesPerByte = 2;  // two bytes of GBK become at most four of UTF-8
 
 // An iconv(3) descriptor that closes itself.
 class Converter {
   public:
-    Converter() : handle_(iconv_open("UTF-8", "GBK")) {
+    explicit Converter(const char* encoding) : handle_(iconv_open("UTF-8", encoding)) {
         if (handle_ == reinterpret_cast<iconv_t>(-1)) {
-            throw std::runtime_error("iconv knows no GBK here");
+            throw std::runtime_error(std::string("iconv knows no ") + encoding + " here");
         }
     }
     ~Converter() { (void)iconv_close(handle_); }
@@ -46,21 +47,33 @@ class Converter {
 std::string decodeGbk(const std::string& bytes) {
     std::string left = bytes;
     std::string text;
-    if (Converter().convert(left, text) != 0) {
+    if (Converter("GBK").convert(left, text) != 0) {
         throw std::runtime_error("no GBK text after \"" + text + "\"");
     }
     return text;
 }
 
+bool isUtf8(const std::string& bytes) {
+    std::string left = bytes;
+    std::string text;
+    return Converter("UTF-8").convert(left, text) == 0;
+}
+
 std::string GbkStream::decode(const std::string& bytes) {
     torn_ += bytes;
     std::string text;
-    Converter converter;
+    Converter converter("GBK");
     while (converter.convert(torn_, text) == EILSEQ) {
-        text += "?";
+        text += replacement;
         torn_.erase(0, 1);
     }
     return text;
+}
+
+std::string GbkStream::finish() {
+    const bool waits = !torn_.empty();
+    torn_.clear();
+    return waits ? replacement : "";
 }
 
 }  // namespace vboard

@@ -7,11 +7,16 @@ namespace vboard {
 // GBK, the encoding of the operator's texts, into UTF-8. Throws std::runtime_error on bytes that are no GBK.
 std::string decodeGbk(const std::string& bytes);
 
-// The same for a stream that people watch: what is no GBK is shown as "?", and a character that is torn
-// between two pieces waits for its second byte.
+bool isUtf8(const std::string& bytes);
+
+// The same as decodeGbk for what people watch: what is no GBK is shown as U+FFFD, a byte at a time.
 class GbkStream {
   public:
+    // A character that is torn between two pieces waits for its second byte.
     std::string decode(const std::string& bytes);
+
+    // The end of the stream: a byte that still waits is shown as well.
+    std::string finish();
 
   private:
     std::string torn_;

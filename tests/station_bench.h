@@ -1,0 +1,146 @@
+#pragma once
+
+// A bench for the station's tests: r8-station as a real process, with a folder of its own, and record streams
+// as a board sends them.
+
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <iconv.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "files.h"
+#include "run.h"
+#include "vboard/board.h"
+
+namespace station_test {
+
+using station::Json;
+namespace fs = std::filesystem;
+
+inline std::string gbk(std::string utf8) {
+    std::string bytes(utf8.size() + 1, '\0');
+    const iconv_t converter = iconv_open("GBK", "UTF-8");
+    char* in = utf8.data();
+    char* out = bytes.data();
+    size_t inLeft = utf8.size();
+    size_t outLeft = bytes.size();
+    const size_t result = iconv(converter, &in, &inLeft, &out, &outLeft);
+    (void)iconv_close(converter);
+    if (result == static_cast<size_t>(-1)) {
+        throw std::runtime_error("no GBK for " + utf8);
+    }
+    bytes.resize(bytes.size() - outLeft);
+    return bytes;
+}
+
+inline std::string header(uint32_t reserved, uint32_t length) {
+    std::string bytes;
+    for (const uint32_t word : {reserved, length}) {
+        for (int shift = 0; shift < 32; shift += 8) {
+            bytes += static_cast<char>(word >> shift & 0xFF);
+        }
+    }
+    return bytes;
+}
+
+inline std::string stream(const std::vector<std::string>& texts) {
+    std::string bytes;
+    for (const std::string& text : texts) {
+        bytes += header(0, static_cast<uint32_t>(gbk(text).size())) + gbk(text);
+    }
+    return bytes;
+}
+
+// What the tool writes on that board when another supervisor than the station reads it.
+inline vboard::Run boardRun(const std::string& scenario) {
+    return vboard::VirtualBoard(scenario).run({"netR8test"});
+}
+
+inline const std::vector<std::string>& healthyTexts() {
+    static const std::vector<std::string> texts = boardRun("healthy").records();
+    return texts;
+}
+
+// What another board says from the first text that begins with from up to the next that begins with until.
+struct Change {
+    std::string from, until, instead = {};
+};
+
+inline std::vector<std::string> changedTexts(const Change& change) {
+    std::vector<std::string> texts = healthyTexts();
+    const auto find = [&](auto start, const std::string& begin) {
+        return std::find_if(start, texts.end(), [&](const auto& text) { return text.starts_with(begin); });
+    };
+    if (!change.from.empty()) {
+        const auto first = find(texts.begin(), change.from);
+        const auto last = find(first, change.until);
+        if (last == texts.end()) {
+            throw std::runtime_error("no text from " + change.from + " until " + change.until);
+        }
+        texts.insert(texts.erase(first, last), change.instead);
+    }
+    return texts;
+}
+
+class StationBench : public testing::Test {
+  protected:
+    StationBench() {
+        std::string pattern = testing::TempDir() + "station.XXXXXX";
+        bench = mkdtemp(pattern.data());
+    }
+    ~StationBench() override { fs::remove_all(bench); }
+
+    // Starts a program on the bench; what it prints goes to the file "output".
+    pid_t start(std::vector<std::string> words, const std::string& input = "/dev/null") const {
+        const std::vector<char*> pointers = pointersTo(words);
+        const std::string output = bench / "output";
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+        posix_spawn_file_actions_adddup2(&actions, 1, 2);
+        pid_t child = -1;
+        EXPECT_EQ(posix_spawn(&child, pointers[0], &actions, nullptr, pointers.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        return child;
+    }
+
+    // The words as exec(3) wants them.
+    static std::vector<char*> pointersTo(std::vector<std::string>& words) {
+        std::vector<char*> pointers;
+        for (std::string& word : words) {
+            pointers.push_back(word.data());
+        }
+        pointers.push_back(nullptr);
+        return pointers;
+    }
+
+    // As a shell tells it.
+    static int statusOf(pid_t child) {
+        int status = 0;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    }
+
+    std::string file(const std::string& name, const std::string& bytes) const {
+        std::ofstream(bench / name, std::ios::binary) << bytes;
+        return bench / name;
+    }
+
+    fs::path attempt(int number, const std::string& unit = "7") const {
+        return bench / "results" / unit / ("000" + std::to_string(number));
+    }
+    Json record(int number, const std::string& unit = "7") const {
+        return Json::parse(station::readFile(attempt(number, unit) / "record.json"));
+    }
+    std::string output() const { return station::readFile(bench / "output"); }
+
+    fs::path bench;
+};
+
+}  // namespace station_test
