@@ -14,12 +14,11 @@
 #include <filesystem>
 #include <thread>
 
-#include "vboard/board.h"
+#include "vboard/gbk.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
-using vboard::Run;
 
 namespace {
 
@@ -89,18 +88,18 @@ class Program {
 
     // What comes until the text is there or the program has gone, decoded.
     std::string outputUntil(const std::string& text) const {
-        std::string bytes;
+        std::string said;
+        vboard::GbkStream decoder;  // a read may end within a character
         char buffer[4096];
         pollfd watched = {output_, POLLIN, 0};
-        while (Run::decodeGbk(bytes).find(text) == std::string::npos &&
-               poll(&watched, 1, patienceMilliseconds) > 0) {
+        while (said.find(text) == std::string::npos && poll(&watched, 1, patienceMilliseconds) > 0) {
             const ssize_t count = read(output_, buffer, sizeof buffer);
             if (count <= 0) {
                 break;
             }
-            bytes.append(buffer, static_cast<std::size_t>(count));
+            said += decoder.decode({buffer, static_cast<std::size_t>(count)});
         }
-        return Run::decodeGbk(bytes);
+        return said;
     }
 
     void signal(int number) const {
