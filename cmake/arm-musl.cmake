@@ -15,6 +15,10 @@ else()
     message(FATAL_ERROR "R8_ARM_ABI is armhf or armel, not '${R8_ARM_ABI}'")
 endif()
 
+if(NOT EXISTS ${R8_MUSL_FOLDER}/complete)
+    message(FATAL_ERROR "The board's C library is missing: ./run --install-deps ${R8_ARM_ABI} fetches it")
+endif()
+
 set(CMAKE_C_COMPILER ${gnu_triple}-gcc)
 set(CMAKE_CXX_COMPILER ${gnu_triple}-g++)
 set(CMAKE_TRY_COMPILE_TARGET_TYPE STATIC_LIBRARY)

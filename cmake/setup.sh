@@ -3,7 +3,11 @@
 
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
+coveragePackages="gcovr"
 stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev"
+armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
+armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
+emulatorPackages="qemu-user"
 benchmarkPackages="libbenchmark-dev"
 fuzzPackages="clang libclang-rt-14-dev"
 
@@ -30,6 +34,33 @@ needPackages() {
     $asRoot apt-get update -qq || fail "apt-get update"
     $asRoot env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null ||
         fail "apt-get install$missing"
+}
+
+# The cross compiler for armhf or armel, and the board's C library, which lands below build/.
+needBoardBuild() {
+    case $1 in
+        armhf) needPackages $toolPackages binutils $armhfPackages ;;
+        armel) needPackages $toolPackages binutils $armelPackages ;;
+        *) fail "armhf or armel, not '$1'" ;;
+    esac
+    [ ! -f "build/musl/$1/complete" ] || return 0
+    [ "${install:-yes}" = yes ] || fail "the board's C library is missing; ./run --install-deps $1 fetches it"
+    say "fetching musl-dev:$1 into build/musl/$1 (apt-get)"
+    cmake/fetch_musl "$1" "build/musl/$1" || fail "cmake/fetch_musl $1"
+}
+
+# Everything that a preset needs on this machine.
+needPreset() {
+    grep -q "\"name\": \"$1\"" CMakePresets.json || fail "there is no preset '$1'"
+    case $1 in
+        armhf | armel) needBoardBuild "$1" ;;
+        armhf-test)
+            needPackages $toolPackages $boardPackages $stationPackages $emulatorPackages
+            needBoardBuild armhf
+            needBoardBuild armel
+            ;;
+        *) needPackages $toolPackages $boardPackages $stationPackages ;;
+    esac
 }
 
 # Configures a preset once and builds it; the compiler speaks only when something is wrong.

@@ -3,6 +3,7 @@
 #include "board/boardinfo.h"
 
 #include "board/board_config.h"
+#include "board/control_device.h"
 #include "driver/report/report_channel.h"
 #include "tests/tool_runs.h"
 
@@ -114,6 +115,8 @@ TEST(BoardInfo, AFailedReadIsSaidAndFailsTheCpldItemOnly) {
     const std::string records = joined(board.run({"netR8test"}).records());
     EXPECT_THAT(records, HasSubstr("CPLD       : 失败  \n"));
     EXPECT_THAT(records, testing::Not(HasSubstr("CPLD INFO")));
+    CpldInfo info;
+    EXPECT_EQ(getCpldInfo(-1, &info), -1);
 }
 
 TEST(BoardInfo, OnlySmallCountsReachTheConfiguration) {

@@ -97,7 +97,6 @@ TEST(CommandLine, NetworkedFormsReportToThePipe) {
         VirtualBoard board = VirtualBoard::healthy();
         const auto run = board.run(arguments);
         EXPECT_TRUE(run.sawEndMarker());
-        EXPECT_TRUE(board.supervisor.closed);
         EXPECT_THAT(run.console(), Not(HasSubstr("步:")));
         EXPECT_EQ(run.openAtEnd, std::vector<std::string>{"/dev/zorio"});  // the run's own, kept to the end
     }

@@ -1,6 +1,7 @@
 // The network test as the operator, the interfaces and the supervising process see it.
 
-#include "tool_runs.h"
+#include "net/nic.h"
+#include "tests/tool_runs.h"
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -89,6 +90,7 @@ TEST(Network, TheMacAddressesComeFromTheBootParameters) {
     VirtualBoard board = VirtualBoard::healthy();
     EXPECT_THAT(board.run({"-o", "11"}).console(),
                 HasSubstr("1000M\n网卡1 mac地址:00:1a:2b:3c:4d:5e\n网卡2 mac地址:00:1a:2b:3c:4d:5f\n\n"));
+    EXPECT_EQ(r8_net_print_mac(3), -1);  // there is room for two
 }
 
 // Only report lines reach the supervising process; what the tests print directly stays on the console.

@@ -1,15 +1,12 @@
 // Test 10: port-multiplier firmware on chips whose flash behaves, fails, lies or loses power.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <cstring>
 #include <random>
 #include <sstream>
 
 #include "r8/pmfw/pm_access.h"
 #include "r8/pmfw/pm_firmware.h"
-#include "vboard/board.h"
+#include "tests/tool_runs.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -54,14 +51,6 @@ std::string hex8(std::uint32_t value) {
     return text;
 }
 
-int count(const std::string& text, const std::string& part) {
-    int found = 0;
-    for (std::size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++found;
-    }
-    return found;
-}
-
 enum class Held { equal, blank, older };  // by the flash, against the image
 
 class PmFirmware : public testing::Test {
@@ -93,11 +82,8 @@ class PmFirmware : public testing::Test {
 
     // The update run by itself; the layouts for 5 and 9 ports can't be had from the CPLD.
     vboard::Run update(unsigned ports = 5, unsigned repetitions = 1) {
-        ToolCommand command = defaultToolCommand();
-        command.program = MODULE_RUNNER;
-        command.arguments = {"diskPortCount=" + std::to_string(ports), "portMultiplierRun",
-                             std::to_string(repetitions)};
-        const auto run = board.run(command);
+        const auto run = runModule(board, {"diskPortCount=" + std::to_string(ports), "portMultiplierRun",
+                                           std::to_string(repetitions)});
         EXPECT_FALSE(run.anyRefused()) << toText(run.trace);
         if (!board.settings.powerCutAfter) {
             EXPECT_EQ(run.exitStatus(), 0) << run.stopReason;

@@ -195,13 +195,20 @@ TEST(Rs485Exchange, WhatIsMissingIsNamed) {
     EXPECT_GT(count(run.console(), "open ZORIO failed\n"), 6);
     EXPECT_EQ(board.rs485.bytesNotDriven, 48U);
 
-    const std::pair<unsigned, const char*> reads[] = {{1, ""}, {2, "RS485接收失败,Input/output error\n"}};
-    for (const auto& [nth, says] : reads) {
+    const struct {
+        const char* request;
+        unsigned nth;
+        const char* says;
+        bool passes;
+    } faults[] = {{"read", 1, "", true},
+                  {"read", 2, "RS485接收失败,Input/output error\n", false},
+                  {"select", 1, "select RS485[Input/output error]", false}};
+    for (const auto& [request, nth, says, passes] : faults) {
         VirtualBoard faulty = VirtualBoard::healthy();
-        faulty.settings.faults = {{"read", "/dev/ttyS1", nth}};
+        faulty.settings.faults = {{request, "", nth}};
         faulty.rs485.answers = {{goodReply, 0, 30ms}};  // no byte ends while the receiver is off in between
         const std::string text = runModule(faulty, {"rs485ExchangeTest"}).console();
-        EXPECT_THAT(text, testing::StartsWith(says + trial(1, nth == 1)));
+        EXPECT_THAT(text, testing::StartsWith(says + trial(1, passes)));
     }
 }
 
@@ -286,6 +293,7 @@ TEST(Rs485Loopback, FailuresBeforeTheTransfer) {
         {"open", "/dev/ttyS1", 255, "open /dev/ttyS1 failed\n", ""},
         {"tcsetattr", "", 255, "tcsetattr failed", ""},
         {"fork", "", 0, "", "fork: Input/output error\n"},
+        {"select", "", 0, complete, "select(): Input/output error\n"},
     };
     for (const auto& row : cases) {
         VirtualBoard faulty = VirtualBoard::healthy();

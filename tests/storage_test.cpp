@@ -1,6 +1,7 @@
 // The drive query and the SATA port test as the operator and the drives see them.
 
-#include "tool_runs.h"
+#include "storage/ata_drive.h"
+#include "tests/tool_runs.h"
 
 using testing::HasSubstr;
 using vboard::VirtualBoard;
@@ -181,6 +182,8 @@ TEST(Storage, EachStepOfAQueryMayFail) {
         board.settings.faults = {{row.request, "/dev/sda", row.nth, false, ENXIO}};
         EXPECT_THAT(runModule(board, withPorts(1, 0)).console(), testing::EndsWith(row.text));
     }
+    EXPECT_EQ(ataIdentify(nullptr, nullptr), -1);
+    EXPECT_EQ(deviceCapacity(nullptr), unknownCapacity);
 }
 
 TEST(Storage, ScenariosShowTheirVerdicts) {

@@ -73,18 +73,20 @@ TEST(VirtualBoard, StandardOutputAndErrorKeepTheirOrder) {
                 HasSubstr("设备网卡个数(2)\ncan not open directory /proc\n====="));
 }
 
-// A board whose paths exist on the host: whatever the tool does to them must not be seen there.
+// The main application has our own process id: whatever the tool does to the board must not be seen here.
 TEST(VirtualBoard, NothingReachesTheHost) {
     namespace fs = std::filesystem;
-    const auto before = fs::exists("/mnt/msa1");
-    VirtualBoard board = VirtualBoard::healthy();
-    board.processes.processes = {{std::to_string(getpid()), {"./vidapp"}}};
-    const auto run = board.run({"-o", "7"});
-    EXPECT_EQ(run.exitStatus(), 0);
-    EXPECT_EQ(board.processes.killed, std::vector<std::string>{std::to_string(getpid())});  // and yet we live
-    EXPECT_EQ(fs::exists("/mnt/msa1"), before);
-    EXPECT_FALSE(fs::exists("/dev/zorio"));
-    EXPECT_FALSE(fs::exists("/var/r8.fifo"));
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"-o", "7"}, {"-o", "8"}, {"-o", "10"}, {"netR8test"}}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        board.processes.processes = {{std::to_string(getpid()), {"./vidapp"}}};
+        const auto run = board.run(arguments);
+        EXPECT_EQ(run.exitStatus(), 0);
+        EXPECT_EQ(board.processes.killed.size(), arguments.front() == "-o" ? 1U : 0U);  // and yet we live
+        for (const char* path : {"/mnt/msa1", "/dev/zorio", "/var/r8.fifo", "/dav0"}) {
+            EXPECT_FALSE(fs::exists(path)) << path;
+        }
+    }
 }
 
 TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
@@ -100,6 +102,20 @@ TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
     EXPECT_THAT(toText(run.trace), HasSubstr("ioctl 0x1234 /dev/zorio 0x0 = -1 ENOTTY REFUSED"));
     EXPECT_THAT(toText(run.trace), HasSubstr("system touch /tmp/escaped = 32512 REFUSED"));
     EXPECT_FALSE(std::filesystem::exists("/tmp/escaped"));
+}
+
+// Without the preload library a tool would find the host's hardware: better no run at all.
+TEST(VirtualBoard, AToolThatWouldRunOnTheHostIsNotStarted) {
+    ToolCommand withoutLibrary = tool({"-h"});
+    withoutLibrary.preload = "/nonexistent.so";
+    ToolCommand blankInPath = tool({"-h"});
+    blankInPath.preload = "/tmp/a b.so";
+    ToolCommand script = tool({"-h"});
+    script.program = "/usr/bin/ldd";
+    for (const ToolCommand& command : {withoutLibrary, blankInPath, script}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        EXPECT_THROW((void)board.run(command), std::runtime_error) << command.program;
+    }
 }
 
 TEST(VirtualBoard, ARunThatWouldNeverEndIsStoppedAndSaysWhy) {
@@ -134,6 +150,8 @@ TEST(Scenario, AWrongOneNamesFileLineAndKey) {
         {"[[fault]]\nnth = 1", "board.toml:1: 'fault.request' is missing"},
         {"control = 3", "board.toml:1: 'control' is a table or a list of tables"},
         {"base = \"no-such-board\"", "can not open this scenario"},
+        {"base = \"./none.toml\"", "none.toml: can not open this scenario"},
+        {"[firmwareImage]\nrevision = 9", "board.toml:2: 'firmwareImage.revision' makes a new image"},
         {"[run]\ntimeLimit = \"long\"", "board.toml:2: 'run.timeLimit' is a number of seconds"},
         {"[alarm.wiring]\noutput1 = [17]", "board.toml:2: 'alarm.wiring.output1' names inputs from 1 to 16"},
         {"arguments = [1]", "board.toml:1: 'arguments' is a list of texts"},

@@ -27,7 +27,7 @@ ToolCommand defaultToolCommand() {
     ToolCommand command;
     command.program = environmentOr("VBOARD_TOOL", VBOARD_DEFAULT_TOOL);
     command.preload = environmentOr("VBOARD_PRELOAD", VBOARD_DEFAULT_PRELOAD);
-    std::istringstream words(environmentOr("VBOARD_EMULATOR", ""));
+    std::istringstream words(environmentOr("VBOARD_EMULATOR", VBOARD_DEFAULT_EMULATOR));
     for (std::string word; words >> word;) {
         command.emulator.push_back(word);
     }
@@ -59,14 +59,16 @@ std::vector<std::string> Run::records() const {
 }
 
 bool Run::sawEndMarker() const {
-    return writes.empty() ? console().ends_with("R8测试结束\n") : writes.back().ends_with("R8TESTEND");
+    return writes.empty() ? GbkStream().decode(output).ends_with("R8测试结束\n")
+                          : writes.back().ends_with("R8TESTEND");
 }
 
 std::vector<std::string> Run::failedItems() const {
-    std::string text = console();
-    for (const std::string& record : records()) {
-        text += record;
+    std::string bytes = output;
+    for (const std::string& record : writes) {
+        bytes += record.substr(std::min(recordHeaderBytes, record.size()));
     }
+    std::string text = GbkStream().decode(bytes);  // a faulty board may print anything
     text.erase(0, std::min(text.find("R8测试结果如下"), text.size()));
     std::vector<std::string> items;
     std::istringstream lines(text);

@@ -74,9 +74,12 @@ std::string contentOf(const std::string& file) {
     return content.str();
 }
 
+bool isFile(const std::string& nameOrFile) {
+    return nameOrFile.find('/') != std::string::npos || nameOrFile.ends_with(".toml");
+}
+
 std::string fileOf(const std::string& nameOrFile) {
-    const bool isFile = nameOrFile.find('/') != std::string::npos || nameOrFile.ends_with(".toml");
-    return isFile ? nameOrFile : (scenarioFolder() / (nameOrFile + ".toml")).string();
+    return isFile(nameOrFile) ? nameOrFile : (scenarioFolder() / (nameOrFile + ".toml")).string();
 }
 
 void apply(VirtualBoard& board, const std::string& text, const std::string& file, int depth) {
@@ -88,7 +91,8 @@ void apply(VirtualBoard& board, const std::string& text, const std::string& file
         if (depth == mostBases) {
             section.fail("base", "leads round in a circle");
         }
-        const std::string baseFile = fileOf(base);
+        const std::string baseFile =
+            isFile(base) ? (std::filesystem::path(file).parent_path() / base).string() : fileOf(base);
         apply(board, contentOf(baseFile), baseFile, depth + 1);
     }
     board.configure(section);

@@ -4,6 +4,7 @@
 
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -165,6 +166,9 @@ int sayVerdict(const Run& run) {
     if (options.realTime) {
         words.insert(words.end() - 2, "--real-time");
     }
+    if (!options.traceFile.empty()) {
+        words.insert(words.end() - 2, {"--trace", options.traceFile});
+    }
     words.insert(words.end(), command.arguments.begin(), command.arguments.end());
     std::vector<char*> argv;
     for (std::string& word : words) {
@@ -205,6 +209,7 @@ int launch(const Options& options) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    (void)signal(SIGPIPE, SIG_IGN);  // a reader of the FIFO that goes away is the tool's business
     Options options;
     CLI::App app{
         "Runs the board-test tool on a virtual board, off the factory floor.\n"

@@ -78,4 +78,9 @@ constexpr std::uint32_t blockBytes = 0x80041272;
 // Environment variable with the number of the first task's connection.
 constexpr char connectionVariable[] = "VBOARD_CONNECTION";
 
+// Environment variable with a folder of the host, absolute. What the tool's process opens below it is the
+// host's own file: there a program built for coverage leaves its counts when it ends. Without the variable
+// nothing of the host can be opened; only the coverage preset sets it.
+constexpr char hostFolderVariable[] = "VBOARD_HOST_FOLDER";
+
 }  // namespace vboard::wire

@@ -49,6 +49,7 @@ bool hasAlarmLines() {
     return true;
 }
 
+// The handler stays for the rest of the run: an interrupt later on prints the counters all the same.
 int openAlarmLines() {
     (void)signal(SIGINT, iopInterruptHandler);
     const int fd = openControlDevice();
@@ -62,7 +63,7 @@ int openAlarmLines() {
 }
 
 void driveOutputs(int fd, uint8_t pattern, unsigned settleSeconds) {
-    (void)ioctl(fd, ZORIO_SET_ALARM_OUT, &pattern);
+    (void)ioctl(fd, ZORIO_SET_ALARM_OUT, &pattern);  // outputs that do not follow show at the inputs
     sleep(settleSeconds);
 }
 

@@ -19,7 +19,7 @@ struct BoardConfig {
 extern BoardConfig boardConfig;
 
 // Fills boardConfig from the CPLD's board description, once, at start-up. The lines go to the pipe when
-// toPipe is non-zero, else to the console. 0, or -1 with boardConfig as it was.
+// toPipe is non-zero, else to the console. 0, or -1 with a line that says why and boardConfig as it was.
 int loadBoardConfig(int toPipe);
 
 // Sets boardConfig.rs485Present: only eight board types carry the RS485 port.

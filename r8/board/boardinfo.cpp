@@ -80,8 +80,7 @@ void printCpldDate(int date) {
     reportLine("CPLD Date:%d年%d月%d日.\n", year, month, day);
 }
 
-// The counts that a CPLD image of this board family can hold are known to the board configuration already;
-// the report corrects only the small ones, and stays silent on anything above 5.
+// Counts above 5 have no line and stay as the board configuration set them; no board has 3 or 5.
 void printDiskPortCount(int count) {
     if (count > 5) {
         return;

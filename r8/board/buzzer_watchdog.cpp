@@ -12,7 +12,7 @@ namespace {
 constexpr unsigned beepHalfMicroseconds = 200 * 1000;
 constexpr unsigned long restartTimeout = 5;  // in the driver's unit
 
-void setBuzzer(int fd, uint8_t on) {
+void holdBuzzer(int fd, uint8_t on) {
     (void)ioctl(fd, ZORIO_SET_BUZZER, &on);  // the operator's ear is the judge
     usleep(beepHalfMicroseconds);
 }
@@ -29,8 +29,8 @@ void beep(int count) {
         return;
     }
     for (int i = 0; i < count; ++i) {
-        setBuzzer(fd, 1);
-        setBuzzer(fd, 0);
+        holdBuzzer(fd, 1);
+        holdBuzzer(fd, 0);
     }
     (void)close(fd);
 }

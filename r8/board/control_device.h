@@ -107,8 +107,9 @@ int getCpldInfo(int fd, CpldInfo* record);
 // gate is closed or the query failed (then with a message, and nothing changed).
 int getBootParams(int fd);
 
-// Resets the port multipliers of a group (0x100 or 0x80) after their firmware was rewritten. Returns 0.
+// Resets the port multipliers of a group (0x100 or 0x80) after their firmware was rewritten, and says so on
+// standard output. Returns 0, also where the device does not open or refuses: neither is looked at.
 int resetPortMultiplier(unsigned long group);
 
-// The board's result indicator: line 4 driven high (on non-zero) or low.
+// The board's result indicator: line 4 driven high (on non-zero) or low. Failures are not looked at.
 void setIndicator(int on);

@@ -74,9 +74,9 @@ void repeatBoardTest(int number, unsigned count) {
         test.repeat(count);
         return;
     }
-    for (unsigned i = 1; i <= count; ++i) {
+    for (unsigned done = 0; done < count; ++done) {
         if (count > 1) {
-            printf("\n第%d次测试\n", static_cast<int>(i));
+            printf("\n第%d次测试\n", static_cast<int>(done + 1));
         }
         if (test.applies == nullptr || test.applies()) {
             test.run();

@@ -147,9 +147,9 @@ void updateBoard(int diskPorts) {
 }  // namespace
 
 void portMultiplierRun(unsigned count) {
-    for (unsigned i = 1; i <= count; ++i) {
+    for (unsigned done = 0; done < count; ++done) {
         if (count > 1) {
-            printf("\n第%d次测试\n", static_cast<int>(i));
+            printf("\n第%d次测试\n", static_cast<int>(done + 1));
         }
         const int diskPorts = boardConfig.diskPortCount;
         printf("sata_port_num = %d \n", diskPorts);

@@ -34,7 +34,8 @@ constexpr unsigned long startUpWatchdogTimeout = 7;  // in the driver's unit
 constexpr unsigned modeSettleSeconds = 2;
 constexpr size_t operatorInputBytes = 20;
 
-// Takes the watchdog away from the main application's short timeout. The descriptor, or -1 with a message.
+// Opens the control device, sets the watchdog's timeout for the time of the tests, and the mode. The
+// descriptor, or -1 with a message.
 int prepareControlDevice() {
     const int fd = openControlDevice();
     if (fd == -1) {
@@ -57,7 +58,7 @@ void startPanelHeartbeat() {
 }
 
 // A pause that the operator's Enter cuts short. Reads at most 20 bytes into buffer, the line break replaced
-// by NUL; returns the bytes before it, 0 when nothing came in time.
+// by NUL; returns the bytes before it, 0 when nothing came in time or could be read.
 ssize_t waitOperator(char* buffer, unsigned seconds) {
     fd_set input;
     FD_ZERO(&input);

@@ -3,6 +3,7 @@
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
 #include <net/if.h>
+#include <stddef.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -21,6 +22,15 @@ constexpr char reportModule[] = "nic";
 constexpr int max_cards = 2;
 constexpr int poe_index = 2;
 constexpr int query_failed = 2;
+
+static_assert(SIOCETHTOOL == 0x8946, "the request that the board's kernel knows");
+static_assert(sizeof(ifreq::ifr_name) == 16 && offsetof(ifreq, ifr_data) == 16,
+              "the pointer to the command record follows the interface's name");
+static_assert(sizeof(void*) != 4 || sizeof(ifreq) == 32, "as the board's 32-bit kernel copies it");
+static_assert(sizeof(ethtool_value) == 8 && offsetof(ethtool_value, data) == 4, "ETHTOOL_GLINK's record");
+static_assert(sizeof(ethtool_cmd) == 44 && offsetof(ethtool_cmd, speed) == 12 &&
+                  offsetof(ethtool_cmd, duplex) == 14,
+              "ETHTOOL_GSET's record");
 
 constexpr const char* net_if_names[] = {"eth1", "eth0", "poe0"};
 

@@ -4,21 +4,20 @@
 #include <stdio.h>
 
 #include "driver/report/report_channel.h"
+#include "panel/panel_keys.h"
 #include "panel/panel_link.h"
 
 namespace {
 
 constexpr char reportModule[] = "front_board_test";
-constexpr int greenMode = 3;
-constexpr int redMode = 4;
 constexpr uint8_t testArgument = 4;  // of the panel's command 4
 
 constexpr int keyEvent(int keyCode) {
     return 0x200000 | keyCode << 8;
 }
-constexpr int menuPressed = keyEvent(0x0A);
-constexpr int upPressed = keyEvent(0x14);
-constexpr int downPressed = keyEvent(0x15);
+constexpr int menuPressed = keyEvent(menuKey);
+constexpr int upPressed = keyEvent(upKey);
+constexpr int downPressed = keyEvent(downKey);
 
 void checkPanel() {
     if (StartPanelHbThread() != 0) {
@@ -29,7 +28,7 @@ void checkPanel() {
         return;
     }
     (void)SendPanelCommand4(testArgument);
-    SetAllPanelLamps(panelFd, greenMode);
+    SetAllPanelLamps(panelFd, allLampsGreen);
     if (consoleMode != 0) {
         reportLine(
             "面板测试开始\n面板输入UP       点亮所有灯绿色\n"
@@ -54,10 +53,10 @@ int WaitPanelKeys(int fd) {
     for (;;) {
         switch (ReadPanelFrame(panelFd, 0, 0)) {
             case upPressed:
-                SetAllPanelLamps(fd, greenMode);
+                SetAllPanelLamps(fd, allLampsGreen);
                 break;
             case downPressed:
-                SetAllPanelLamps(fd, redMode);
+                SetAllPanelLamps(fd, allLampsRed);
                 break;
             case menuPressed:
                 return menuPressed;

@@ -1,5 +1,10 @@
 #pragma once
 
+// Codes of the keys that the panel test acts on.
+constexpr int menuKey = 0x0A;
+constexpr int upKey = 0x14;
+constexpr int downKey = 0x15;
+
 constexpr int panelKeyCount = 38;
 
 // The names of the front panel's keys by key code; "" where no key has the code.

@@ -191,10 +191,10 @@ int SendPanelHeartbeat() {
 }
 
 void SetAllPanelLamps(int fd, int mode) {
-    if (mode != 3 && mode != 4) {
+    if (mode != allLampsGreen && mode != allLampsRed) {
         return;
     }
-    const uint8_t payload[] = {0x30, 0x12, 0x00, mode == 3 ? greenLamps : redLamps};
+    const uint8_t payload[] = {0x30, 0x12, 0x00, mode == allLampsGreen ? greenLamps : redLamps};
     uint8_t frame[panelFrameBytes];
     const int length = frameCommand(payload, sizeof payload, frame);
     (void)!write(fd, frame, static_cast<size_t>(length));

@@ -54,7 +54,10 @@ int QueryPanel();
 int SendPanelCommand4(uint8_t arg);
 int SendPanelHeartbeat();
 
-// All lamps green (mode 3) or red (mode 4); any other mode sends nothing.
+constexpr int allLampsGreen = 3;
+constexpr int allLampsRed = 4;
+
+// Sends the frame of one of these modes; any other mode sends nothing.
 void SetAllPanelLamps(int fd, int mode);
 
 // Starts one more thread that sends a heartbeat every 10 s until the process ends, the first after 10 s;

@@ -23,6 +23,7 @@ constexpr int comparisonCount = 3;
 constexpr int64_t toleranceSeconds = 2;
 
 static_assert(RTC_RD_TIME == 0x80247009, "the request that the board's kernel knows");
+static_assert(sizeof(rtc_time) == 36, "the size that the request names");
 
 std::atomic<uint32_t> readsWorked{0};  // read by the interrupt handler
 std::atomic<uint32_t> readsFailed{0};

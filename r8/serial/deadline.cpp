@@ -1,5 +1,6 @@
 #include "serial/deadline.h"
 
+#include <errno.h>
 #include <sys/select.h>
 #include <sys/time.h>
 #include <time.h>
@@ -29,12 +30,23 @@ bool isLimited(Deadline deadline) {
     return deadline.microseconds != noDeadline.microseconds;
 }
 
-int wait(int fd, Deadline deadline, fd_set* readable, fd_set* writable) {
+enum class Direction { readable, writable };
+
+int waitUntil(int fd, Deadline deadline, Direction direction) {
+    if (fd < 0 || fd >= FD_SETSIZE) {
+        errno = EBADF;  // a set has no room for it
+        return -1;
+    }
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(fd, &set);
     timeval timeout = {};
     if (isLimited(deadline)) {
         timeout = remainingTime(deadline);
     }
-    return select(fd + 1, readable, writable, nullptr, isLimited(deadline) ? &timeout : nullptr);
+    return select(fd + 1, direction == Direction::readable ? &set : nullptr,
+                  direction == Direction::writable ? &set : nullptr, nullptr,
+                  isLimited(deadline) ? &timeout : nullptr);
 }
 
 }  // namespace
@@ -48,15 +60,9 @@ bool hasPassed(Deadline deadline) {
 }
 
 int waitReadable(int fd, Deadline deadline) {
-    fd_set readable;
-    FD_ZERO(&readable);
-    FD_SET(fd, &readable);
-    return wait(fd, deadline, &readable, nullptr);
+    return waitUntil(fd, deadline, Direction::readable);
 }
 
 int waitWritable(int fd, Deadline deadline) {
-    fd_set writable;
-    FD_ZERO(&writable);
-    FD_SET(fd, &writable);
-    return wait(fd, deadline, nullptr, &writable);
+    return waitUntil(fd, deadline, Direction::writable);
 }

@@ -149,7 +149,8 @@ void Rs485ExchangeTest(const char* path) {
         runResults.rs485Failed = 1;
         return;
     }
-    (void)InitSerialPort(fd, 9600, 3, 0, 0, 0);  // says itself what failed; the replies decide
+    // 9600 baud, 8N1, no flow control. It says itself what failed; the replies decide.
+    (void)InitSerialPort(fd, 9600, 3, 0, 0, 0);
 
     int successes = 0;
     int failures = 0;

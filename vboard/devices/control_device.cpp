@@ -128,6 +128,14 @@ void ControlDevice::configureCpld(Section& section) {
 }
 
 void ControlDevice::plugIn(Machine& machine) {
+    buzzerOn = false;
+    watchdogTimeout = 0;
+    gpioOutputs = 0;
+    gpioLevels = 0;
+    resetGroups.clear();
+    alarm_.initialized = false;
+    alarm_.outputs = 0;
+    rs485_ = {};
     if (present) {
         machine.root.add("/dev/zorio", *this);
     }

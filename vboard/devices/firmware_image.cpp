@@ -45,6 +45,11 @@ void FirmwareImageFile::configure(Section& section) {
     section.number("size", size);
     section.number("revision", revision);
     section.number("bonding", bonding);
+    for (const char* key : {"revision", "bonding"}) {
+        if (section.has(key) && !section.has("size")) {
+            section.fail(key, "makes a new image and needs its size too");
+        }
+    }
     if (!present) {
         content.reset();
     } else if (section.has("size")) {

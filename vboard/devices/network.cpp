@@ -41,7 +41,7 @@ void Network::configure(Section& section) {
 }
 
 void Network::plugIn(Machine& machine) {
-    machine.root.add("socket", *this);
+    machine.services.socket = this;
 }
 
 std::string Network::requestName(std::uint32_t code) const {

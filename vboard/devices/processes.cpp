@@ -18,6 +18,7 @@ void Processes::configure(Section& section) {
 }
 
 void Processes::plugIn(Machine& machine) {
+    killed.clear();
     if (!procPresent) {
         return;
     }

@@ -27,7 +27,6 @@ void Supervisor::configure(Section& section) {
 void Supervisor::plugIn(Machine& machine) {
     clock_ = &machine.clock;
     unread_ = 0;
-    closed = false;
     writes.clear();
     machine.root.addDirectory("/var");
     if (fifoPresent) {
@@ -52,7 +51,6 @@ Result Supervisor::open(const OpenFile& file) {
 }
 
 void Supervisor::close(const OpenFile&) {
-    closed = true;
     if (hostDescriptor_ != -1) {
         (void)::close(std::exchange(hostDescriptor_, -1));
     }

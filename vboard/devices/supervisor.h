@@ -26,7 +26,6 @@ class Supervisor : public Device, public Node {
     std::string hostFifo;                 // a host's FIFO that gets what the tool writes, instead of us
 
     std::vector<std::string> writes;  // what each write(2) brought, whole
-    bool closed = false;              // the tool closed its end before it ended
 
     // Called with each write as it comes, for whoever watches.
     std::function<void(Time, std::string_view)> onWrite;

@@ -25,6 +25,7 @@ struct Services {
     std::function<std::optional<FileSystemStatus>(const std::string& path)> statfs;
     // Each looks at a shell command and gives its exit status if it is one of its own.
     std::vector<std::function<std::optional<int>(const std::string& command)>> commands;
+    Node* socket = nullptr;  // what socket(2) opens
     std::string kernelRelease = "2.6.24";
     int setuidError = 0;  // errno of setuid(2); 0: the tool becomes user 0
 };

@@ -16,7 +16,7 @@ struct Process {
     std::map<int, std::shared_ptr<OpenFile>> files;
 
     int lowestFreeDescriptor() const;
-    OpenFile* file(int descriptor) const;  // null when it is not open
+    std::shared_ptr<OpenFile> file(int descriptor) const;  // null when it is not open
 };
 
 // What a task waits for when a request can't be answered at once.

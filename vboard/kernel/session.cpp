@@ -175,7 +175,7 @@ bool Session::awaitRequest(Task& task) {
     pollfd watched[] = {{task.connection, POLLIN, 0},
                         {tool_->outputDescriptor(), POLLIN, 0},
                         {tool_->errorsDescriptor(), POLLIN, 0}};
-    const int limit = static_cast<int>(std::chrono::milliseconds(settings_.silenceLimit).count());
+    const auto asked = std::chrono::steady_clock::now();
     for (;;) {
         const ssize_t size = recv(task.connection, &request_, sizeof request_, MSG_DONTWAIT);
         if (size >= static_cast<ssize_t>(wire::requestHeaderBytes)) {
@@ -189,13 +189,20 @@ bool Session::awaitRequest(Task& task) {
             endTask(task);
             return true;
         }
-        if (poll(watched, 3, limit) == 0) {
+        const auto silence = std::chrono::steady_clock::now() - asked;
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(settings_.silenceLimit - silence);
+        if (left.count() <= 0 || poll(watched, 3, static_cast<int>(left.count())) == 0) {
             stop("the tool made no request for " + std::to_string(settings_.silenceLimit.count()) +
                  " s of real time");
             return false;
         }
-        if ((watched[1].revents | watched[2].revents) & POLLIN) {
-            collectOutput();
+        for (pollfd& channel : std::span(watched).subspan(1)) {
+            if ((channel.revents & POLLIN) != 0) {
+                collectOutput();
+            } else if (channel.revents != 0) {
+                channel.fd = -1;  // closed: it would wake us for ever
+            }
         }
     }
 }

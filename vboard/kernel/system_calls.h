@@ -29,13 +29,13 @@ class SystemCalls {
         const wire::Request& request;
         wire::Reply& reply;
         TraceEntry& entry;
-        OpenFile* file;
+        std::shared_ptr<OpenFile> file;  // behind the descriptor; null when it is not open
     };
 
     void describe(Context& context) const;
     std::optional<Wait> answer(Context& context);
     std::optional<Wait> answerFile(Context& context);
-    std::optional<Wait> answerPath(Context& context);
+    void answerPath(Context& context);
     void answerTerminal(Context& context);
     void open(Context& context);
     void openDirectory(Context& context);
@@ -53,6 +53,7 @@ class SystemCalls {
     Machine& machine_;
     Faults& faults_;
     bool selectWritesBack_;
+    Node directory_;  // what an open directory can do beyond being read: nothing
 };
 
 }  // namespace vboard

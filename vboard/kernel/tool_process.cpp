@@ -1,5 +1,6 @@
 #include "vboard/kernel/tool_process.h"
 
+#include <elf.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <pty.h>
@@ -12,6 +13,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
 #include <system_error>
 
 #include "vboard/wire.h"
@@ -69,18 +73,86 @@ Channel openOutput(OutputKind kind) {
     }
 }
 
+// qemu-user is the host's program and must not get the library: it passes the setting on to the tool. Others
+// (a debugger, a tracer) pass on what they have.
+bool isStartedByQemu(const ToolCommand& command) {
+    return !command.emulator.empty() &&
+           std::filesystem::path(command.emulator.front()).filename().string().starts_with("qemu-");
+}
+
 // Only what keeps a run the same everywhere, and what sanitizers and coverage need of the host.
 std::vector<std::string> environmentFor(const ToolCommand& command, int connection) {
     std::vector<std::string> environment = {
-        "TZ=UTC0", "LD_PRELOAD=" + command.preload,
+        "TZ=UTC0", (isStartedByQemu(command) ? "QEMU_SET_ENV=LD_PRELOAD=" : "LD_PRELOAD=") + command.preload,
         std::string(wire::connectionVariable) + "=" + std::to_string(connection)};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "QEMU_LD_PREFIX"}) {
         if (const char* value = std::getenv(name)) {
             environment.push_back(std::string(name) + "=" + value);
         }
     }
+#ifdef VBOARD_HOST_FOLDER
+    environment.push_back(std::string(wire::hostFolderVariable) + "=" + VBOARD_HOST_FOLDER);
+#endif
     environment.insert(environment.end(), command.environment.begin(), command.environment.end());
     return environment;
+}
+
+// What of an ELF file decides whether a dynamic loader will bring a preload library in.
+struct ElfFacts {
+    bool isElf = false;
+    unsigned char wordClass = 0;
+    Elf64_Half machine = 0;
+    bool hasInterpreter = false;
+};
+
+template <typename Header, typename Segment>
+bool hasInterpreter(const std::string& bytes) {
+    Header header;
+    std::memcpy(&header, bytes.data(), sizeof header);
+    for (std::size_t i = 0; i < header.e_phnum; ++i) {
+        const std::size_t at = header.e_phoff + i * sizeof(Segment);
+        Segment segment;
+        if (at + sizeof segment > bytes.size()) {
+            return false;
+        }
+        std::memcpy(&segment, bytes.data() + at, sizeof segment);
+        if (segment.p_type == PT_INTERP) {
+            return true;
+        }
+    }
+    return false;
+}
+
+ElfFacts elfFacts(const std::string& path) {
+    constexpr std::size_t enoughForHeaders = 4096;
+    std::string bytes(enoughForHeaders, '\0');
+    std::ifstream file(path, std::ios::binary);
+    (void)file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    ElfFacts facts;
+    facts.isElf = bytes.compare(0, SELFMAG, ELFMAG) == 0;
+    if (facts.isElf) {
+        facts.wordClass = static_cast<unsigned char>(bytes[EI_CLASS]);
+        std::memcpy(&facts.machine, bytes.data() + offsetof(Elf64_Ehdr, e_machine), sizeof facts.machine);
+        facts.hasInterpreter = facts.wordClass == ELFCLASS64 ? hasInterpreter<Elf64_Ehdr, Elf64_Phdr>(bytes)
+                                                             : hasInterpreter<Elf32_Ehdr, Elf32_Phdr>(bytes);
+    }
+    return facts;
+}
+
+// A tool without the preload library would run on the host, with everything that it does to a board.
+void refuseWhatWouldEscape(const ToolCommand& command) {
+    const ElfFacts library = elfFacts(command.preload);
+    const ElfFacts program = elfFacts(command.program);
+    if (!library.isElf || command.preload.find_first_of(" :,") != std::string::npos) {
+        throw std::runtime_error("can not preload \"" + command.preload +
+                                 "\": no library, or blanks, colons or commas in its path");
+    }
+    if (!program.isElf || !program.hasInterpreter || program.wordClass != library.wordClass ||
+        program.machine != library.machine) {
+        throw std::runtime_error(
+            command.program +
+            " is no dynamic program of the preload library's machine: it would run on the host");
+    }
 }
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
@@ -105,6 +177,7 @@ std::string readAll(int descriptor) {
 }  // namespace
 
 ToolProcess::ToolProcess(const ToolCommand& command, int connection) : kind_(command.standardOutput) {
+    refuseWhatWouldEscape(command);
     const Channel output = openOutput(command.standardOutput);
     const Channel errors = openPipe();
     std::vector<std::string> words = command.emulator;
@@ -118,6 +191,7 @@ ToolProcess::ToolProcess(const ToolCommand& command, int connection) : kind_(com
     if (pid_ == 0) {
         (void)setpgid(0, 0);
         (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
+        (void)signal(SIGPIPE, SIG_DFL);  // whatever we do with it ourselves
         const int nothing = open("/dev/null", O_RDWR);
         (void)dup2(nothing, STDIN_FILENO);
         (void)dup2(output.tools, STDOUT_FILENO);

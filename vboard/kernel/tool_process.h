@@ -26,7 +26,8 @@ struct ToolCommand {
 // this object.
 class ToolProcess {
   public:
-    // Starts the program; connection is handed to it as its first task's. Throws std::system_error.
+    // Starts the program; connection is handed to it as its first task's. Throws std::runtime_error where the
+    // program would not load the preload library and so run on the host, std::system_error for host failures.
     ToolProcess(const ToolCommand& command, int connection);
     ~ToolProcess();
     ToolProcess(const ToolProcess&) = delete;

@@ -47,7 +47,10 @@ std::int64_t sleepNanoseconds(std::int64_t nanoseconds) {
     return exchange.reply.values[0];
 }
 
-int openPath(const char* path, int flags) {
+int openPath(const char* path, int flags, mode_t mode = 0) {
+    if (vboard::preload::isHostPath(path)) {
+        return vboard::preload::openHostFile(path, flags, mode);
+    }
     return static_cast<int>(Exchange(Call::open).text(path).argument(0, flags).perform());
 }
 
@@ -145,11 +148,19 @@ dirent* nextEntry(DIR* stream) {
 extern "C" {
 
 int open(const char* path, int flags, ...) {
-    return openPath(path, flags);
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openPath(path, flags, mode);
 }
 
 int open64(const char* path, int flags, ...) {
-    return openPath(path, flags);
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(arguments, mode_t) : 0;
+    va_end(arguments);
+    return openPath(path, flags, mode);
 }
 
 int __open_2(const char* path, int flags) {

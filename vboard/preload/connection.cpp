@@ -20,6 +20,7 @@ namespace {
 
 constexpr int firstConnection = 500;  // far above every descriptor that the tool could mistake for its own
 constexpr int mostConnections = 64;
+constexpr int firstHostFile = 900;  // above every connection
 constexpr int boardGoneStatus = 70;
 
 thread_local int ownConnection = -1;
@@ -27,6 +28,7 @@ thread_local bool mayStart = false;
 int passedConnection = -1;
 std::atomic<std::int64_t> lastNow{0};
 std::atomic<std::int64_t> lastEpoch{0};
+std::atomic<bool> hasHostFiles{false};
 bool isOpen[mostConnections];
 
 [[noreturn]] void stop(const char* why) {
@@ -75,15 +77,6 @@ void receiveReply(wire::Reply& reply) {
     const int descriptor = passedDescriptor(message);
     if (descriptor != -1) {
         passedConnection = moveUp(descriptor);
-    }
-}
-
-void awaitPermission() {
-    wire::Reply permission;
-    receiveReply(permission);
-    mayStart = true;
-    if (permission.signal != 0) {
-        (void)raise(permission.signal);
     }
 }
 
@@ -151,7 +144,25 @@ std::int64_t wallClockNanoseconds() {
 }
 
 bool isHostDescriptor(int descriptor) {
-    return descriptor == STDOUT_FILENO || descriptor == STDERR_FILENO;
+    return descriptor == STDOUT_FILENO || descriptor == STDERR_FILENO ||
+           (hasHostFiles && descriptor >= firstHostFile);
+}
+
+bool isHostPath(const char* path) {
+    const char* folder = getenv(wire::hostFolderVariable);
+    const std::size_t length = folder == nullptr ? 0 : strlen(folder);
+    return length != 0 && strncmp(path, folder, length) == 0 && path[length] == '/';
+}
+
+int openHostFile(const char* path, int flags, mode_t mode) {
+    const auto low = static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags, mode));
+    if (low == -1) {
+        return -1;
+    }
+    hasHostFiles = true;
+    const int moved = fcntl(low, F_DUPFD_CLOEXEC, firstHostFile);
+    (void)syscall(SYS_close, low);
+    return moved;
 }
 
 int takePassedConnection() {
@@ -161,6 +172,15 @@ int takePassedConnection() {
 void becomeTask(int connection) {
     ownConnection = connection;
     mayStart = false;
+}
+
+void awaitPermission() {
+    wire::Reply permission;
+    receiveReply(permission);
+    mayStart = true;
+    if (permission.signal != 0) {
+        (void)raise(permission.signal);
+    }
 }
 
 void dropInheritedConnections() {

@@ -29,8 +29,15 @@ struct Exchange {
 std::int64_t monotonicNanoseconds();
 std::int64_t wallClockNanoseconds();
 
-// Standard output and error are real: they lead to whoever started the board.
+// Standard output and error are real: they lead to whoever started the board. So are the files that
+// openHostFile opened.
 bool isHostDescriptor(int descriptor);
+
+// Whether a path lies in the folder that hostFolderVariable names; never when that is not set.
+bool isHostPath(const char* path);
+
+// open(2) of the host, for paths that isHostPath accepts. The descriptor is far above the board's own.
+int openHostFile(const char* path, int flags, mode_t mode);
 
 // The connection that came with the last reply to startThread or startProcess.
 int takePassedConnection();
@@ -38,6 +45,9 @@ int takePassedConnection();
 // Makes the connection this task's own. Its first request waits for the permission to start: not earlier, for
 // a sanitizer's run-time in the parent may wait for the new thread to come up.
 void becomeTask(int connection);
+
+// Waits for that permission now; a forked child does, before it can print anything.
+void awaitPermission();
 
 // In a forked child: drops the parent's connections, so that the board sees its tasks end when they end.
 void dropInheritedConnections();

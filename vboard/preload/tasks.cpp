@@ -78,6 +78,7 @@ pid_t fork() noexcept {
     if (child == 0) {
         vboard::preload::dropInheritedConnections();
         vboard::preload::becomeTask(vboard::preload::takePassedConnection());
+        vboard::preload::awaitPermission();
     } else {
         vboard::preload::closeConnection(vboard::preload::takePassedConnection());
     }

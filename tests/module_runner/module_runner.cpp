@@ -18,6 +18,7 @@
 #include "driver/summary.h"
 #include "net/nic.h"
 #include "panel/front_board_test.h"
+#include "serial/485testfork.h"
 #include "serial/rs485_exchange.h"
 #include "serial/serial_port.h"
 #include "storage/sata_test.h"
@@ -39,7 +40,7 @@ bool assign(const char* setting, const char* name, Number& field) {
     if (std::strncmp(setting, name, length) != 0 || setting[length] != '=') {
         return false;
     }
-    field = static_cast<Number>(std::strtol(setting + length + 1, nullptr, 0));
+    field = static_cast<Number>(std::strtoll(setting + length + 1, nullptr, 0));
     return true;
 }
 
@@ -123,6 +124,8 @@ int call(const char* procedure, int argument) {
         for (int i = 0; i < argument; ++i) {
             Rs485ExchangeTest("/dev/ttyS1");
         }
+    } else if (std::strcmp(procedure, "Rs485LoopbackTest") == 0) {
+        return Rs485LoopbackTest();
     } else if (std::strcmp(procedure, "panelTestAndReuse") == 0) {
         panelTestAndReuse();
     } else if (std::strcmp(procedure, "initSerialPort") == 0) {
