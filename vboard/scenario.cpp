@@ -21,13 +21,15 @@ constexpr int mostBases = 8;  // a scenario that is its own base must not go on 
 // The parser's own look at characters beyond ASCII ends in undefined behaviour for some of them where only
 // keys and values may stand, so they go no further than texts (on one line) and comments.
 bool keepsToAscii(std::string_view line) {
+    constexpr std::string_view beforeText = " \t=[,{";
     char quote = '\0';
     for (std::size_t i = 0; i < line.size(); ++i) {
         if (quote == '"' && line[i] == '\\') {
             ++i;
         } else if (quote != '\0') {
             quote = line[i] == quote ? '\0' : quote;
-        } else if (line[i] == '"' || line[i] == '\'') {
+        } else if ((line[i] == '"' || line[i] == '\'') &&
+                   (i == 0 || beforeText.find(line[i - 1]) != beforeText.npos)) {
             quote = line[i];
         } else if (line[i] == '#') {
             return true;
