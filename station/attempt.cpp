@@ -111,6 +111,7 @@ void Attempt::appendLine(const Line& line) {
     append(lines.fd, head + line.text + "\n");
 }
 
+// The record comes last: a reader that finds it final finds everything else final as well.
 void Attempt::finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, bool torn) {
     if (writeError != 0) {
         run.reasons.push_back(std::string("stream or lines could not be kept: ") + strerror(writeError));
@@ -122,6 +123,7 @@ void Attempt::finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, b
     writeAtomically(directory / "record.json", recordJson(info, run, end, streamBytes, streamRecords, torn));
 }
 
+// A guess for the view and no more: a file that can't be understood counts as none.
 RunHistory readHistory(const fs::path& results) {
     std::error_code missing;
     if (!fs::exists(results / historyName, missing)) {

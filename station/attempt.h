@@ -21,16 +21,16 @@ namespace station {
 struct AttemptInfo {
     std::optional<std::string> unit;  // none on a bench
     int number = 0;
-    std::string started;  // UTC, ISO 8601
-    std::vector<std::string> command;
-    std::string toolPath;  // empty when there is no tool to look at
-    std::string toolSha256;
+    std::string started;               // UTC, ISO 8601
+    std::vector<std::string> command;  // as given
+    std::string toolPath;              // empty when there is no tool to look at
+    std::string toolSha256;            // lower-case hexadecimal
 };
 
-// Totals and average times of the runs before, for the live view.
+// How long the last complete run on this results folder was, for the live view.
 struct RunHistory {
-    int steps = 0;  // numbered ones; 0: no run yet
-    double seconds = 0;
+    int steps = 0;       // numbered ones; 0: no run yet
+    double seconds = 0;  // of the whole run
 };
 
 class Attempt {
@@ -38,10 +38,13 @@ class Attempt {
     // Takes the unit's next free number and leaves an incomplete record there. Throws std::system_error.
     Attempt(const std::filesystem::path& results, AttemptInfo info);
 
+    // Kept at once, so that a kill loses nothing that was handed over. They never fail: the first error is
+    // remembered and makes the run incomplete at the end.
     void appendStream(std::string_view bytes);
     void appendLine(const Line& line);
 
-    // Writes record.json and junit.xml in place of what was there. Throws std::system_error.
+    // Writes record.json and junit.xml in place of what was there; may be called again with what was learned
+    // since. Lines that could not be kept go into the run's reasons. Throws std::system_error.
     void finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, bool torn);
 
     const std::filesystem::path& folder() const { return directory; }
@@ -66,6 +69,7 @@ std::string unitFolderName(const std::optional<std::string>& unit);
 // The number of an attempt's folder; 0 for any other.
 int attemptNumber(const std::filesystem::path& folder);
 
+// RESULTS/last-run.json; nothing when it is not there or says nothing. Both throw std::system_error.
 RunHistory readHistory(const std::filesystem::path& results);
 void writeHistory(const std::filesystem::path& results, const TestRun& run);
 

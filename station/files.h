@@ -30,10 +30,12 @@ void writeAtomically(const std::filesystem::path& path, std::string_view text);
 // The whole file. Throws std::system_error.
 std::string readFile(const std::filesystem::path& path);
 
-// The program that a shell would start for that name; empty when there is none.
+// The program that a shell would start for that name: a path as it is, anything else by PATH; empty when
+// there is none.
 std::filesystem::path findProgram(const std::string& name);
 
 // Lower-case hexadecimal SHA-256 of the file's content.
+// Throws std::system_error when it can't be read.
 std::string sha256OfFile(const std::filesystem::path& path);
 
 }  // namespace station

@@ -17,7 +17,8 @@ bool holds(std::string_view line, std::string_view text) {
     return line.find(text) != std::string_view::npos;
 }
 
-// The last entry of the list under that key, null when there is none yet.
+// Lines about one card, drive or pair follow each other, so what comes belongs to the last one that was
+// begun. The last entry of the list under that key, null when there is none yet.
 Json* lastEntry(Item& item, const char* list) {
     const auto found = item.measured.find(list);
     return found == item.measured.end() ? nullptr : &found->back();
@@ -50,6 +51,7 @@ std::optional<int64_t> dateSeconds(std::string_view text) {
     return timegm(&parts);
 }
 
+// Summary lines name an item by its title; "SATA口" and "USB口" come twice, with a count and with a verdict.
 Item* itemTitled(TestRun& run, std::string_view title) {
     for (size_t i = 0; i < itemCount; ++i) {
         if (itemInfos[i].title == title) {

@@ -70,6 +70,7 @@ void LiveView::showLine(const Line& line) {
     (void)fflush(output);  // a station's log is followed as it grows
 }
 
+// The number of steps depends on the board; before this station's first run the largest is the best guess.
 std::string LiveView::statusText(double now) const {
     const int steps = std::max(stepNumber, history.steps != 0 ? history.steps : stepsOfFullRun);
     const bool english = language == Language::english;

@@ -1,6 +1,7 @@
 #pragma once
 
-// What the operator sees while the tool runs, and the verdict that stays.
+// What the operator sees while the tool runs, and the verdict that stays. All texts are UTF-8 without control
+// characters; a stream that can't be written is left alone, for the record does not depend on it.
 
 #include <cstdio>
 #include <string>
@@ -17,11 +18,16 @@ class LiveView {
     // On a terminal a status line stays below the operator lines; elsewhere there are plain lines only.
     LiveView(FILE* output, bool terminal, Language language, RunHistory history);
 
-    void showStep(const Step& step);
+    void showStep(const Step& step);  // has begun
     void showLine(const Line& line);
-    void showStatus(double now);  // elapsed and remaining time
+
+    // Elapsed and remaining time; now in seconds since the start of the run. Cheap when nothing has changed.
+    void showStatus(double now);
+
+    // A row for each item and each reason, then the unit's. Nothing is drawn over it later.
     void showVerdict(const AttemptInfo& info, const TestRun& run, const std::string& recordPath);
 
+    // Before anybody else writes to the terminal.
     void eraseStatus();
 
   private:

@@ -67,6 +67,7 @@ AttemptInfo describeAttempt(const Options& options) {
     return info;
 }
 
+// Whatever could refuse the run comes before the attempt's folder is made.
 ExitStatus runTool(const Options& options) {
     AttemptInfo info = describeAttempt(options);
     if (options.command.empty()) {

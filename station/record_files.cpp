@@ -46,6 +46,7 @@ Json stepJson(const Step& step) {
             {"lines", lines}};
 }
 
+// Parts without a number appear only where lines stand in them.
 Json stepsJson(const TestRun& run) {
     Json steps = Json::array();
     for (const Step& step : run.steps) {
@@ -71,6 +72,7 @@ Json toolJson(const AttemptInfo& info, const ToolEnd& end) {
     return tool;
 }
 
+// needs-person is "skipped" here: the format knows no word for a case that waits.
 void addCase(pugi::xml_node suite, const Json& item, double seconds) {
     pugi::xml_node testCase = suite.append_child("testcase");
     const std::string outcome = item["outcome"];

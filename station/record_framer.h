@@ -19,7 +19,8 @@ struct RecordFramer {
     bool garbage = false;  // a header that no tool writes came: nothing behind it can be framed
     uint64_t records = 0;
 
-    // Calls onText with the text of each record that these bytes complete.
+    // Calls onText with the text (GBK, as it came) of each record that these bytes complete, in their order.
+    // Bytes behind garbage are dropped.
     void feed(std::string_view bytes, const std::function<void(std::string_view)>& onText);
 
     // At the end of the stream: it broke off inside a record, or held garbage.

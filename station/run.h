@@ -33,6 +33,7 @@ constexpr std::string_view outcomeName(Outcome outcome) {
     return names[static_cast<size_t>(outcome)];
 }
 
+// Where a line came from: the report pipe, or the tool's standard output and error.
 enum class Source { pipe, console };
 
 struct Line {
@@ -41,6 +42,7 @@ struct Line {
     std::string text;
 };
 
+// A part of the run, from its announcement to the next one. Times are seconds since the start.
 struct Step {
     int number = 0;     // as the tool announced it; 0: a part of the run that has no number
     std::string name;   // "network"; "preparation", "summary" around the tests; "other" when not known
@@ -81,14 +83,15 @@ constexpr std::array<ItemInfo, itemCount> itemInfos = {{
     {"chip-temperature", "芯片温度", "", "Chip temperature"},
 }};
 
+// One item of this run. The outcome is settled at the end, from what stands below it.
 struct Item {
     Outcome outcome = Outcome::incomplete;
-    std::string reason;           // why it did not simply pass
-    std::optional<bool> verdict;  // the summary's word; the clock's line is left to a person
-    bool announced = false;       // its step began
-    bool checked = false;         // a line of the step shows that something was looked at
-    std::string contradiction;    // a line that does not go with a summary that says passed
-    Json measured = Json::object();
+    std::string reason;              // why it did not simply pass
+    std::optional<bool> verdict;     // the summary's word; the clock's line is left to a person
+    bool announced = false;          // its step began
+    bool checked = false;            // a line of the step shows that something was looked at
+    std::string contradiction;       // a line that does not go with a summary that says passed
+    Json measured = Json::object();  // as docs/station.md lists it
 };
 
 // How the run ended, seen from outside of the tool.
@@ -99,6 +102,7 @@ struct ToolEnd {
     bool interrupted = false;  // the station was told to stop
 };
 
+// Everything that the record says about the run. Texts are UTF-8.
 struct TestRun {
     std::vector<Step> steps;
     std::array<Item, itemCount> items;

@@ -36,6 +36,7 @@ std::string_view stepName(std::string_view title) {
     return title == buzzerTitle ? "buzzer" : "other";
 }
 
+// The line around the summary; the CPLD's own frame is made of other signs.
 bool isRule(std::string_view line) {
     return line.size() >= 64 && line.find_first_not_of('-') == std::string_view::npos;
 }
@@ -63,6 +64,8 @@ bool nothingFitted(const TestRun& run, size_t index) {
     return index == sataItem && measured.value("expected", -1) == 0 && !run.items[sataItem].checked;
 }
 
+// The tool's summary counts what it could not test as passed, so a verdict is worth what the lines show. The
+// USB test says nothing when it finds nothing: its verdict stands alone.
 void settleItem(const TestRun& run, size_t index, Item& item) {
     const bool asksPerson = item.outcome == Outcome::needsPerson;
     if (!item.verdict && !asksPerson) {
@@ -111,6 +114,7 @@ std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool
     return reasons;
 }
 
+// None when it can't be told: the test prints three pairs, and one that is missing might be the bad one.
 std::optional<bool> clockAgrees(const Item& item) {
     const Json pairs = item.measured.value("pairs", Json::array());
     size_t compared = 0;
@@ -161,6 +165,7 @@ void RunInterpreter::beginStep(double at, int number, std::string_view name, std
     }
 }
 
+// True when the line announces a step. The title may stand in the same line, or follow as a line of its own.
 bool RunInterpreter::announceStep(double at, std::string_view line) {
     std::string_view title;
     const int number = stepNumber(line, &title);
@@ -177,6 +182,7 @@ bool RunInterpreter::announceStep(double at, std::string_view line) {
     return true;
 }
 
+// Beyond the limit lines are no longer kept, but still looked at: the raw stream has them.
 void RunInterpreter::keep(double at, Source source, std::string_view text) {
     if (++lineCount > lineLimit) {
         return;

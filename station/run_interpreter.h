@@ -1,6 +1,8 @@
 #pragma once
 
-// Makes a TestRun of what the tool says. Pure: no clock, no files; any text in any order is fine.
+// Makes a TestRun of what the tool says. Pure: no clock, no files; any text in any order is fine, and a tool
+// that never ends its lines or its talk takes a limited amount of memory. Times are seconds since the start
+// of the run.
 
 #include <functional>
 #include <string>
@@ -12,6 +14,7 @@ namespace station {
 
 struct RunInterpreter {
     TestRun run;
+    // As soon as a step has its title, and for each line that is kept.
     std::function<void(const Step&)> onStep = [](const Step&) {};
     std::function<void(const Line&)> onLine = [](const Line&) {};
 
@@ -42,11 +45,12 @@ struct RunInterpreter {
 
 enum class ClockJudge { ask, automatic, leave };
 
-// Settles the clock when the tool left it to a person. ask returns the person's answer, none when nobody
-// can be asked.
+// Settles the clock when the tool left it to a person, and the unit's outcome after it. ask returns the
+// person's answer, none when nobody can be asked: the clock stays open then. automatic fails a clock that is
+// off by more than two seconds in any of its pairs.
 void judgeClock(TestRun& run, ClockJudge judge, const std::function<std::optional<bool>()>& ask);
 
-// The unit's outcome from those of its items.
+// The unit's outcome from those of its items: the worst of them, and incomplete whenever there are reasons.
 void settleOutcome(TestRun& run);
 
 // The step's or item's name in English; empty when the name is not one of ours.

@@ -30,17 +30,15 @@ double Session::now() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-void Session::LineBuffer::feed(std::string_view bytes, const std::function<void(std::string_view)>& onLine) {
-    pending += bytes;
+void Session::console(LineBuffer& buffer, std::string_view bytes) {
+    buffer.pending += bytes;
+    std::string_view left = buffer.pending;
     size_t lineEnd;
-    while ((lineEnd = std::min(pending.find('\n'), longestConsoleLine)) < pending.size()) {
-        onLine(std::string_view(pending).substr(0, lineEnd));
-        pending.erase(0, lineEnd + (pending[lineEnd] == '\n' ? 1 : 0));
+    while ((lineEnd = std::min(left.find('\n'), longestConsoleLine)) < left.size()) {
+        interpreter.console(now(), buffer.decode(left.substr(0, lineEnd)));
+        left.remove_prefix(lineEnd + (left[lineEnd] == '\n' ? 1 : 0));
     }
-}
-
-void Session::console(LineBuffer& buffer, std::string_view bytes, std::string (*decode)(std::string_view)) {
-    buffer.feed(bytes, [&](std::string_view line) { interpreter.console(now(), decode(line)); });
+    buffer.pending.erase(0, buffer.pending.size() - left.size());
 }
 
 StreamHandlers Session::handlers() {
@@ -49,8 +47,8 @@ StreamHandlers Session::handlers() {
         attempt.appendStream(bytes);
         framer.feed(bytes, [this](std::string_view text) { interpreter.record(now(), utf8FromGbk(text)); });
     };
-    handlers.console = [this](std::string_view bytes) { console(output, bytes, utf8FromGbk); };
-    handlers.errors = [this](std::string_view bytes) { console(errors, bytes, utf8FromEither); };
+    handlers.console = [this](std::string_view bytes) { console(output, bytes); };
+    handlers.errors = [this](std::string_view bytes) { console(errors, bytes); };
     handlers.tick = [this] { view.showStatus(now()); };
     return handlers;
 }
@@ -80,7 +78,7 @@ std::optional<bool> Session::askAboutClock() const {
 ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
     for (const LineBuffer* buffer : {&output, &errors}) {
         if (!buffer->pending.empty()) {
-            interpreter.console(now(), utf8FromEither(buffer->pending));
+            interpreter.console(now(), buffer->decode(buffer->pending));
         }
     }
     TestRun& run = interpreter.run;

@@ -10,31 +10,34 @@
 #include "live_view.h"
 #include "record_framer.h"
 #include "run_interpreter.h"
+#include "text.h"
 #include "tool_process.h"
 
 namespace station {
 
-// Exit statuses of the station.
+// Exit statuses of the station, for scripts. A unit whose clock nobody judged counts as passed here.
 enum ExitStatus { exitPassed = 0, exitFailed = 1, exitWrongUse = 2, exitIncomplete = 3 };
 
 class Session {
   public:
+    // Takes the unit's next attempt below the folder. Throws std::system_error when that can't be kept.
     Session(const std::filesystem::path& results, AttemptInfo info, Language language);
 
+    // For superviseTool or readStream; they point into the session.
     StreamHandlers handlers();
 
     // Settles the outcome, writes the record and shows the verdict. Returns the station's exit status.
     ExitStatus finish(const ToolEnd& end, ClockJudge judge);
 
   private:
-    // Cuts a byte stream into lines; a line without end is let go at a limit.
+    // One of the tool's outputs, cut into lines; a line without end is let go at a limit.
     struct LineBuffer {
-        std::string pending;
-        void feed(std::string_view bytes, const std::function<void(std::string_view)>& onLine);
+        std::string (*decode)(std::string_view);
+        std::string pending = {};
     };
 
     double now() const;
-    void console(LineBuffer& buffer, std::string_view bytes, std::string (*decode)(std::string_view));
+    void console(LineBuffer& buffer, std::string_view bytes);
     std::optional<bool> askAboutClock() const;
 
     std::filesystem::path results;
@@ -42,8 +45,8 @@ class Session {
     Attempt attempt;
     RunInterpreter interpreter;
     RecordFramer framer;
-    LineBuffer output;
-    LineBuffer errors;
+    LineBuffer output{utf8FromGbk};
+    LineBuffer errors{utf8FromEither};
     LiveView view;
     Language language;
 };

@@ -26,8 +26,6 @@ std::string clipToWidth(std::string_view utf8, size_t columns);
 // The text filled up with blanks to that many columns.
 std::string padToWidth(std::string_view utf8, size_t columns);
 
-std::string_view trimmed(std::string_view text);
-
 // Calls onLine for each line of the text; the rest behind the last line break, if any, comes last.
 template <typename OnLine>
 void forEachLine(std::string_view text, OnLine onLine) {
@@ -37,6 +35,9 @@ void forEachLine(std::string_view text, OnLine onLine) {
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
 }
+
+// Without the blanks and tabs at both ends.
+std::string_view trimmed(std::string_view text);
 
 // Reads fixed texts and numbers off the front of a line. After the first mismatch nothing more is read.
 struct LineScanner {

@@ -67,7 +67,8 @@ bool hasReader(const std::string& path) {
     return writer.fd >= 0;
 }
 
-// Without a writer a read gives the end of the file, with a silent one EAGAIN.
+// No read would tell a stranger's bytes from those of our tool. Without a writer a read gives the end of the
+// file, with a silent one EAGAIN.
 bool hasWriter(int fd) {
     char byte;
     return read(fd, &byte, 1) != 0;

@@ -6,7 +6,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <iconv.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -99,14 +98,13 @@ class StationBench : public testing::Test {
     pid_t start(std::vector<std::string> words, const std::string& input = "/dev/null") const {
         const std::vector<char*> pointers = pointersTo(words);
         const std::string output = bench / "output";
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 0, input.c_str(), O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
-        posix_spawn_file_actions_adddup2(&actions, 1, 2);
-        pid_t child = -1;
-        EXPECT_EQ(posix_spawn(&child, pointers[0], &actions, nullptr, pointers.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&actions);
+        const pid_t child = fork();
+        if (child == 0) {
+            (void)dup2(open(input.c_str(), O_RDONLY), 0);
+            (void)dup2(open(output.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600), 1);
+            (void)dup2(1, 2);
+            _exit(execv(pointers[0], pointers.data()));
+        }
         return child;
     }
 

@@ -18,17 +18,16 @@ static std::string contentOf(const char* path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-static bool writeAll(int fd, const std::string& bytes) {
-    return write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
-}
-
 int main(int argc, char** argv) {
     if (argc != 6) {
         return 99;
     }
     const int pipe = open(argv[2], O_WRONLY | O_NONBLOCK);
-    if (pipe < 0 || !writeAll(STDOUT_FILENO, contentOf(argv[4])) || !writeAll(pipe, contentOf(argv[3]))) {
-        return 98;
+    for (const auto& [fd, bytes] :
+         {std::pair(STDOUT_FILENO, contentOf(argv[4])), {pipe, contentOf(argv[3])}}) {
+        if (write(fd, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size())) {
+            return 98;
+        }
     }
     pollfd readerGone = {};  // a pipe's writing end reports an error then, asked for or not
     const char* const value = strchr(argv[5], ':');

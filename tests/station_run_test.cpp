@@ -25,22 +25,11 @@ class StationRun : public StationBench {
     // The words for a run of unit 7 with the fake tool.
     std::vector<std::string> runWords(const std::string& records, const std::string& end,
                                       const std::string& console = "", const std::string& fifo = "fifo") {
-        return {"run",
-                "--unit",
-                "7",
-                "--clock",
-                "auto",
-                "--results",
-                bench / "results",
-                "--fifo",
-                bench / fifo,
-                "--",
-                FAKE_TOOL,
-                "netR8test",
-                bench / fifo,
-                file(fifo + ".records", records),
-                file(fifo + ".console", console),
-                end};
+        std::vector<std::string> words = {"run", "--unit", "7", "--clock", "auto"};
+        words.insert(words.end(), {"--results", bench / "results", "--fifo", bench / fifo, "--"});
+        words.insert(words.end(), {FAKE_TOOL, "netR8test", bench / fifo, file(fifo + ".records", records)});
+        words.insert(words.end(), {file(fifo + ".console", console), end});
+        return words;
     }
 
     // Returns as soon as that line is kept.
