@@ -80,10 +80,13 @@ bool isStartedByQemu(const ToolCommand& command) {
            std::filesystem::path(command.emulator.front()).filename().string().starts_with("qemu-");
 }
 
-// Only what keeps a run the same everywhere, and what sanitizers and coverage need of the host.
+// Only what keeps a run the same everywhere, and what sanitizers and coverage need of the host. The tool has
+// no heap and ends while its threads sleep: a leak check of it finds nothing and complains of the sleepers,
+// now and then.
 std::vector<std::string> environmentFor(const ToolCommand& command, int connection) {
     std::vector<std::string> environment = {
-        "TZ=UTC0", (isStartedByQemu(command) ? "QEMU_SET_ENV=LD_PRELOAD=" : "LD_PRELOAD=") + command.preload,
+        "TZ=UTC0", "LSAN_OPTIONS=detect_leaks=0",
+        (isStartedByQemu(command) ? "QEMU_SET_ENV=LD_PRELOAD=" : "LD_PRELOAD=") + command.preload,
         std::string(wire::connectionVariable) + "=" + std::to_string(connection)};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "QEMU_LD_PREFIX"}) {
         if (const char* value = std::getenv(name)) {
