@@ -51,7 +51,7 @@ needBoardBuild() {
 
 # Everything that a preset needs on this machine.
 needPreset() {
-    grep -q "\"name\": \"$1\"" CMakePresets.json || fail "there is no preset '$1'"
+    grep -q "\"configurePreset\": \"$1\"" CMakePresets.json || fail "there is no preset '$1'"
     case $1 in
         armhf | armel) needBoardBuild "$1" ;;
         armhf-test)
@@ -59,15 +59,23 @@ needPreset() {
             needBoardBuild armhf
             needBoardBuild armel
             ;;
+        coverage) needPackages $toolPackages $boardPackages $stationPackages $coveragePackages ;;
+        fuzz) needPackages $toolPackages $boardPackages $stationPackages $fuzzPackages ;;
         *) needPackages $toolPackages $boardPackages $stationPackages ;;
     esac
 }
 
-# Configures a preset once and builds it; the compiler speaks only when something is wrong.
+# Configures a preset once and builds it, or only the targets named behind it; the compiler speaks only when
+# something is wrong.
 buildPreset() {
-    mkdir -p "build/$1"
-    log="build/$1/build.log"
-    [ -d "build/$1/bin" ] || say "building build/$1 (the first time takes a minute or two)"
-    [ -f "build/$1/build.ninja" ] || cmake --preset "$1" >"$log" 2>&1 || { cat "$log" >&2; fail "cmake --preset $1"; }
-    cmake --build --preset "$1" >"$log" 2>&1 || { cat "$log" >&2; fail "cmake --build --preset $1"; }
+    preset=$1
+    shift
+    mkdir -p "build/$preset"
+    log="build/$preset/build.log"
+    [ -d "build/$preset/bin" ] || say "building build/$preset (the first time takes a minute or two)"
+    if [ ! -f "build/$preset/build.ninja" ]; then
+        cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; fail "cmake --preset $preset"; }
+    fi
+    cmake --build --preset "$preset" ${1:+--target "$@"} >"$log" 2>&1 ||
+        { cat "$log" >&2; fail "cmake --build --preset $preset"; }
 }
