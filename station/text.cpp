@@ -1,6 +1,6 @@
 #include "text.h"
 
-#include "vboard/gbk.h"
+#include "gbk/gbk.h"
 
 namespace station {
 
@@ -43,15 +43,15 @@ size_t characterWidth(std::string_view character) {
 
 }  // namespace
 
-std::string utf8FromGbk(std::string_view gbk) {
-    vboard::GbkStream stream;
-    const std::string text = stream.decode(std::string(gbk));
+std::string utf8FromGbk(std::string_view bytes) {
+    gbk::Stream stream;
+    const std::string text = stream.decode(std::string(bytes));
     return harmless(text + stream.finish());
 }
 
 std::string utf8FromEither(std::string_view bytes) {
     const std::string text(bytes);
-    return vboard::isUtf8(text) ? harmless(text) : utf8FromGbk(bytes);
+    return gbk::isUtf8(text) ? harmless(text) : utf8FromGbk(bytes);
 }
 
 size_t screenWidth(std::string_view utf8) {

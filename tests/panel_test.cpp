@@ -298,6 +298,13 @@ TEST(PanelTest, NoHeartbeatReachesTheNextFileWithThePortsNumber) {
     }
 }
 
+TEST(PanelTest, NoStartMessageEntersThePipe) {
+    VirtualBoard board("panel");
+    const vboard::Run run = runModule(board, {"pipe=1", "panelTestAndReuse"});
+    EXPECT_EQ(run.console() + joined(run.records()), "");
+    EXPECT_FALSE(run.requests("write", "/dev/ttyS3").empty());
+}
+
 TEST(PanelTest, AFullRunSendsNothingToThePanel) {
     VirtualBoard board = VirtualBoard::healthy();
     const vboard::Run run = board.run(vboard::defaultToolCommand());

@@ -560,6 +560,7 @@ TEST_F(PmFirmware, GoesThroughTheChipsOfEachLayout) {
     for (const auto& [ports, disks, blank, silent, steps, verdicts, groups] : cases) {
         SCOPED_TRACE(std::to_string(ports) + " ports, disks " + disks);
         board.chips.clear();
+        board.drives.drives.clear();
         for (const char disk : std::string(disks)) {  // each its own chip, so that none is asked unseen
             chip = addChip(disk);
             prepare(std::strchr(blank, disk) != nullptr ? Held::blank : Held::equal);
@@ -627,35 +628,6 @@ TEST(SpiFlash, WritesOnlyWhenEnabledReadyAndUnprotectedAndLosesHalfAWriteWithPow
     flash.powerUp();
     EXPECT_EQ(flash.read(0), 0x0F0F0F0E);
     EXPECT_EQ(flash.read(12), 0xFFFFFFFF);
-}
-
-TEST(PmScenarios, EachShowsItsVerdicts) {
-    const struct {
-        const char* name;
-        const char* line;
-        const char* verdicts;
-        std::vector<std::uint64_t> resets;
-    } cases[] = {
-        {"pm-update", "Flash is found by chk0", "PPPN", {0x100, 0x80}},
-        {"faulty-pm-wrong-identification", "binfile ID error (31h 197Bh)", "FFFN", {}},
-        {"faulty-pm-wrong-length", "length is mismatch (exp: 4098, act: 4100)", "FFFN", {}},
-        {"faulty-pm-other-bonding", "(JMB39X = 0Eh, binfile = 0Dh)", "FNNN", {}},
-        {"faulty-pm-stuck-bit", "chk0 fail, (00010203 FFFEFCFC 55AA55AA F00FFF00)", "FNNN", {}},
-        {"faulty-pm-no-chip", "JMB39X device doesn't exist (00000000h)", "FNNN", {}},
-        {"faulty-pm-no-image", "open config binfile fail", "FFFN", {}},
-    };
-    for (const auto& [name, line, verdicts, resets] : cases) {
-        SCOPED_TRACE(name);
-        VirtualBoard board(name);
-        const auto run = board.run(board.arguments);
-        EXPECT_THAT(run.console(), HasSubstr(line));
-        EXPECT_THAT(run.console(), EndsWith(verdictLines(verdicts)));
-        EXPECT_EQ(board.control.resetGroups, resets);
-        EXPECT_EQ(run.exitStatus(), 0);
-        EXPECT_FALSE(run.anyRefused());
-        VirtualBoard again(name);
-        EXPECT_EQ(toText(run.trace), toText(again.run(again.arguments).trace));
-    }
 }
 
 }  // namespace

@@ -158,4 +158,6 @@ TEST(Supervisor, OneWhoNeverReadsLosesWhatDoesNotFitTheRunGoesOn) {
     EXPECT_THAT(run.console(), HasSubstr("write error file = boardinfo ,line = "));
     EXPECT_LE(joined(run.writes).size(), 1000U);
     EXPECT_GT(joined(run.writes).size(), 900U);
+    VirtualBoard read = VirtualBoard::healthy();  // a line that is lost does not keep the next one back
+    EXPECT_EQ(run.requests("write", "/var/r8.fifo").size(), read.run({"netR8test"}).writes.size());
 }

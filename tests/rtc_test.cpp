@@ -102,21 +102,8 @@ TEST(Rtc, AnInterruptPrintsTheReadsDuringTheTestAndLaterInTheRun) {
     }
 }
 
-TEST(Rtc, ScenariosShowTheirVerdicts) {
-    for (const ScenarioVerdict& expected : std::initializer_list<ScenarioVerdict>{
-             {"healthy", "时钟时间 2009-04-03 08:00:16\n系统时间 2009-04-03 08:00:16\n", "Rtc时钟", false},
-             {"faulty-clock-behind", "08:00:13\n系统时间 2009-04-03 08:00:16\n",
-              "Rtc时钟     : error occured!  \n"},
-             {"faulty-clock-drift", "时钟时间 2009-04-03 08:00:03\n", "Rtc时钟     : error occured!  \n"},
-             {"faulty-clock-unreadable", "时钟时间 1900-01-00", "Rtc时钟     : error occured!  \n"},
-             {"faulty-clock-missing", "时钟时间 1900-01-00", "Rtc时钟     : error occured!  \n"},
-         }) {
-        expectVerdict(expected);
-    }
-}
-
 TEST(Rtc, EveryFailedRequestStillEndsInThreeComparisons) {
-    sweepFailures({"-o", "6"}, [](const vboard::Run& run, const std::string& console) {
+    sweepFailures(runTool, {"-o", "6"}, [](const vboard::Run& run, const std::string& console) {
         EXPECT_EQ(count(console, "时钟时间 "), 3);
         EXPECT_EQ(count(console, "系统时间 2009-04-03 08:00:"), 3);
         EXPECT_EQ(run.beeps() / 2 + count(console, "open hwInfo error!\n"),

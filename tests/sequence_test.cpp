@@ -1,7 +1,6 @@
 // The full run's steps: their order and numbers, the gate, the RS485 port, buzzer and watchdog.
 
-#include <fstream>
-#include <iterator>
+#include <set>
 
 #include "tests/tool_runs.h"
 
@@ -49,25 +48,6 @@ TEST(Sequence, StepsAreNumberedOverThoseThatRun) {
             }
         }
     }
-}
-
-// The whole run to the byte. A new text is written by hand into the file, never copied from a run unread.
-TEST(Sequence, AHealthyBoardSaysExactlyThis) {
-    const auto golden = [](const char* name) {
-        std::ifstream file(std::string(GOLDEN_FOLDER "/") + name, std::ios::binary);
-        return std::string(std::istreambuf_iterator<char>(file), {});
-    };
-    VirtualBoard console = VirtualBoard::healthy();
-    EXPECT_EQ(console.run(fullRun).console(), golden("console.txt"));
-
-    VirtualBoard networked = VirtualBoard::healthy();
-    const auto run = networked.run({"netR8test"});
-    std::string stream;
-    for (const std::string& record : run.records()) {
-        stream += "␞" + record;  // where a record begins
-    }
-    EXPECT_EQ(stream + "\n", golden("records.txt"));
-    EXPECT_EQ(run.console(), golden("beside-the-records.txt"));
 }
 
 TEST(Sequence, AFailedQueryLeavesTheRs485PortAndTheGateClosed) {

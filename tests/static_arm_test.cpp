@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "vboard/gbk.h"
+#include "gbk/gbk.h"
 
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -89,7 +89,7 @@ class Program {
     // What comes until the text is there or the program has gone, decoded.
     std::string outputUntil(const std::string& text) const {
         std::string said;
-        vboard::GbkStream decoder;  // a read may end within a character
+        gbk::Stream decoder;  // a read may end within a character
         char buffer[4096];
         pollfd watched = {output_, POLLIN, 0};
         while (said.find(text) == std::string::npos && poll(&watched, 1, patienceMilliseconds) > 0) {

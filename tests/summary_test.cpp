@@ -104,6 +104,7 @@ TEST(Summary, NetworkedModeGivesEveryItemALine) {
                   head + ("网络状态      : " + network) + "  \n485口       : " + rs485 +
                       "  \n报警口      : " + alarm + "  \nUSB口       : " + usb + "  \nCPLD       : " + cpld +
                       "  \nSATA口       : " + sata + "\nRtc时钟       : 由检测人员判断  \n" + tail);
+        EXPECT_EQ(board.control.gpioOutputs, 0U);  // the indicator is for who has no supervisor
     }
 }
 
@@ -126,6 +127,10 @@ TEST(Summary, ChipTemperatureCountsOnlyWhereItIsSwitchedOn) {
         board.control.chipTemperature = static_cast<std::int8_t>(degrees);
         board.settings.faults = faults;
         EXPECT_EQ(summary(board, {"chipTempCheckEnabled=1"}).console(), head + says + tail) << degrees;
+        const std::string line = says.substr(0, says.find('\n') + 1);
+        EXPECT_THAT(joined(summary(board, {"pipe=1", "chipTempCheckEnabled=1"}).records()),
+                    says.find("OK!") != says.npos ? HasSubstr(line + "网络状态")
+                                                  : HasSubstr("SATA口       : 成功  \n" + line + "Rtc时钟"));
     }
     VirtualBoard board = VirtualBoard::healthy();
     board.control.chipTemperature = 100;

@@ -20,6 +20,11 @@ inline vboard::Run runModule(vboard::VirtualBoard& board, const std::vector<std:
     return board.run(command);
 }
 
+// The tool itself.
+inline vboard::Run runTool(vboard::VirtualBoard& board, const std::vector<std::string>& arguments) {
+    return board.run(arguments);
+}
+
 // No argument: the full run on the console.
 inline const std::vector<std::string> fullRun;
 
@@ -61,32 +66,12 @@ inline int count(const std::string& text, const std::string& part) {
     return found;
 }
 
-// What a scenario shows in a full console run: the line of the test, and the item's line in the summary;
-// item alone, up to the colon, with failed false: no such line.
-struct ScenarioVerdict {
-    const char* scenario;
-    const char* line;
-    const char* item;
-    bool failed = true;
-};
-
-inline void expectVerdict(const ScenarioVerdict& expected) {
-    SCOPED_TRACE(expected.scenario);
-    vboard::VirtualBoard board(expected.scenario);
-    const vboard::Run run = board.run(fullRun);
-    const std::string console = run.console();
-    EXPECT_EQ(run.exitStatus(), 0);
-    EXPECT_FALSE(run.anyRefused());
-    EXPECT_THAT(console, testing::HasSubstr(expected.line));
-    const std::string summary = console.substr(std::min(console.find("R8测试结果如下"), console.size()));
-    EXPECT_EQ(count(summary, expected.item), expected.failed ? 1 : 0) << summary;
-}
-
 // Runs a single test with each of its requests failing once, and with all from there on failing. Every run
 // ends by itself, with nothing left open; check looks at what it said.
 template <typename Check>
-void sweepFailures(const std::vector<std::string>& arguments, const Check& check) {
-    const std::string undisturbed = toText(vboard::VirtualBoard::healthy().run(arguments).trace);
+void sweepFailures(decltype(runTool) run, const std::vector<std::string>& arguments, const Check& check) {
+    vboard::VirtualBoard healthy("healthy");
+    const std::string undisturbed = toText(run(healthy, arguments).trace);
     bool struck = true;
     for (unsigned nth = 1; struck; ++nth) {
         for (const bool fromThenOn : {false, true}) {
@@ -94,16 +79,16 @@ void sweepFailures(const std::vector<std::string>& arguments, const Check& check
             vboard::VirtualBoard board = vboard::VirtualBoard::healthy();
             board.settings.faults = {{"any", "", nth, fromThenOn, EIO}};
             board.settings.timeLimit = std::chrono::minutes(1);
-            const vboard::Run run = board.run(arguments);
-            struck = toText(run.trace) != undisturbed;
-            const std::string console = run.console();
+            const vboard::Run result = run(board, arguments);
+            struck = toText(result.trace) != undisturbed;
+            const std::string console = result.console();
             const bool neverStarted =
                 count(console, "打开hwInfo设备出错!") + count(console, "初始化看门狗失败!") != 0;
-            EXPECT_EQ(run.exitStatus(), neverStarted ? 1 : 0) << run.stopReason;
-            EXPECT_THAT(run.openAtEnd, testing::IsEmpty());
-            EXPECT_FALSE(run.anyRefused());
+            EXPECT_EQ(result.exitStatus(), neverStarted ? 1 : 0) << result.stopReason;
+            EXPECT_THAT(result.openAtEnd, testing::IsEmpty());
+            EXPECT_FALSE(result.anyRefused());
             if (!neverStarted) {
-                check(run, console);
+                check(result, console);
             }
         }
     }

@@ -4,11 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 #include <sstream>
-#include <stdexcept>
 
-#include "vboard/gbk.h"
+#include "gbk/gbk.h"
 
 namespace vboard {
 
@@ -47,7 +45,7 @@ int Run::signal() const {
 }
 
 std::string Run::decodeGbk(const std::string& bytes) {
-    return vboard::decodeGbk(bytes);
+    return gbk::decode(bytes);
 }
 
 std::vector<std::string> Run::records() const {
@@ -59,7 +57,7 @@ std::vector<std::string> Run::records() const {
 }
 
 bool Run::sawEndMarker() const {
-    return writes.empty() ? GbkStream().decode(output).ends_with("R8测试结束\n")
+    return writes.empty() ? gbk::Stream().decode(output).ends_with("R8测试结束\n")
                           : writes.back().ends_with("R8TESTEND");
 }
 
@@ -68,7 +66,7 @@ std::vector<std::string> Run::failedItems() const {
     for (const std::string& record : writes) {
         bytes += record.substr(std::min(recordHeaderBytes, record.size()));
     }
-    std::string text = GbkStream().decode(bytes);  // a faulty board may print anything
+    std::string text = gbk::Stream().decode(bytes);  // a faulty board may print anything
     text.erase(0, std::min(text.find("R8测试结果如下"), text.size()));
     std::vector<std::string> items;
     std::istringstream lines(text);
@@ -113,13 +111,13 @@ std::vector<Device*> VirtualBoard::devices() {
 // On a board with port multipliers no drive is anywhere else.
 void VirtualBoard::plugDrivesIntoChips() {
     for (auto& [name, drive] : drives.drives) {
-        drive.absent = drive.absent || drive.portMultiplier || !chips.empty();
+        drive.wired = chips.empty();
         drive.portMultiplier = nullptr;  // of a chip that a former run had
     }
     for (PortMultiplier& chip : chips) {
         for (const std::string& letter : chip.disks) {
             Drive& drive = drives["sd" + letter];
-            drive.absent = false;
+            drive.wired = true;
             drive.portMultiplier = [&chip](const IoctlRequest& request) { return chip.pmprw(request); };
         }
     }
@@ -187,6 +185,9 @@ void VirtualBoard::configureChips(Section& section) {
 
 void VirtualBoard::configureRun(Section& section) {
     section.seconds("requestCost", settings.requestCost);
+    if (settings.requestCost <= Time(0)) {
+        section.fail("requestCost", "is more than 0, or a busy poll never ends");
+    }
     section.seconds("timeLimit", settings.timeLimit);
     Time interrupt{-1};
     section.seconds("interruptAt", interrupt);
@@ -215,6 +216,9 @@ void VirtualBoard::configureFaults(Section& section) {
     section.error("error", fault.error);
     if (fault.request.empty()) {
         section.fail("request", "is missing");
+    }
+    if (fault.nth == 0) {
+        section.fail("nth", "counts from 1");
     }
     settings.faults.push_back(fault);
 }

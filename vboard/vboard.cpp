@@ -4,15 +4,17 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <stdexcept>
 #include <system_error>
 
 #include "vboard/board.h"
-#include "vboard/gbk.h"
+#include "vboard/screen.h"
 
 using namespace vboard;
 
@@ -34,37 +36,6 @@ struct Options {
     bool realTime = false;
     bool verdict = false;
     bool list = false;
-};
-
-// Shows a stream of bytes to a person: UTF-8, with the virtual time in front of each line on request.
-class Screen {
-  public:
-    Screen(std::FILE* stream, const Options& options) : stream_(stream), options_(options) {}
-
-    void show(Time at, std::string_view bytes) {
-        const std::string text = options_.raw ? std::string(bytes) : gbk_.decode(std::string(bytes));
-        for (const char character : text) {
-            if (options_.timestamps && atLineStart_) {
-                (void)std::fprintf(stream_, "%10.3f  ", static_cast<double>(at.count()) / 1e9);
-            }
-            (void)std::fputc(character, stream_);
-            atLineStart_ = character == '\n';
-        }
-        (void)std::fflush(stream_);
-    }
-
-    void endLine() {
-        if (!options_.raw && !atLineStart_) {
-            (void)std::fputc('\n', stream_);
-            (void)std::fflush(stream_);
-        }
-    }
-
-  private:
-    std::FILE* stream_;
-    const Options& options_;
-    GbkStream gbk_;
-    bool atLineStart_ = true;
 };
 
 int showScenarios() {
@@ -115,6 +86,9 @@ void sayEnd(const Run& run) {
     (void)std::fprintf(stderr, "vboard: %s after %.3f s of board time%s\n", howItEnded(run).c_str(),
                        static_cast<double>(run.elapsed.count()) / 1e9,
                        run.sawEndMarker() ? ", end marker seen" : "");
+    for (const std::string& request : run.idleFaults) {
+        (void)std::fprintf(stderr, "vboard: the fault of \"%s\" never struck\n", request.c_str());
+    }
     for (const TraceEntry& entry : run.trace) {
         if (entry.refused) {
             (void)std::fprintf(stderr, "vboard: %s\n", entry.text().c_str());
@@ -143,33 +117,21 @@ int sayVerdict(const Run& run) {
     const std::string station = self.parent_path() / "r8-station";
     const std::string fifo = fs::absolute(options.station) / "r8.fifo";
     fs::create_directories(options.station);
-    std::vector<std::string> words = {station,
-                                      "run",
-                                      "--unit",
-                                      fs::path(options.scenario).stem(),
-                                      "--results",
-                                      options.station,
-                                      "--fifo",
-                                      fifo,
-                                      "--clock",
-                                      "auto",
-                                      "--language",
-                                      "en",
-                                      "--",
-                                      self,
-                                      options.scenario,
-                                      "--fifo",
-                                      fifo,
-                                      "--raw",
-                                      "--",
-                                      command.program};
+    std::vector<std::string> words = {station, "run", "--clock", "auto", "--language", "en"};
+    const auto add = [&words](const std::vector<std::string>& more) {
+        words.insert(words.end(), more.begin(), more.end());
+    };
+    add({"--unit", fs::path(options.scenario).stem()});
+    add({"--results", options.station, "--fifo", fifo});
+    add({"--", self, options.scenario, "--raw", "--fifo", fifo});
     if (options.realTime) {
-        words.insert(words.end() - 2, "--real-time");
+        add({"--real-time"});
     }
     if (!options.traceFile.empty()) {
-        words.insert(words.end() - 2, {"--trace", options.traceFile});
+        add({"--trace", options.traceFile});
     }
-    words.insert(words.end(), command.arguments.begin(), command.arguments.end());
+    add({"--", command.program});
+    add(command.arguments);
     std::vector<char*> argv;
     for (std::string& word : words) {
         argv.push_back(word.data());
@@ -186,8 +148,8 @@ int launch(const Options& options) {
     if (!options.station.empty() && networked) {
         becomeStation(options, command);
     }
-    Screen console(stdout, options);
-    Screen errors(stderr, options);
+    Screen console(stdout, options.raw, options.timestamps);
+    Screen errors(stderr, options.raw, options.timestamps);
     board.settings.realTime = options.realTime;
     board.settings.onOutput = [&console](Time at, std::string_view bytes) { console.show(at, bytes); };
     board.settings.onErrors = [&errors](Time at, std::string_view bytes) { errors.show(at, bytes); };
@@ -222,8 +184,9 @@ int main(int argc, char** argv) {
     app.add_flag("--raw", options.raw, "leave the bytes as they are (GBK), for programs that read them");
     app.add_flag("--timestamps", options.timestamps, "put the board's time in seconds in front of each line");
     app.add_flag("--real-time", options.realTime, "let the board's time pass as slowly as a wall clock");
-    app.add_flag("--verdict", options.verdict,
-                 "end with what a full run says of the board: 0 passed, 1 failed, 3 no verdict");
+    app.add_flag(
+        "--verdict", options.verdict,
+        "end with what the summary of a full run says of the board: 0 passed, 1 failed, 3 no verdict");
     app.add_option("--trace", options.traceFile, "write every request of the tool to this file")
         ->type_name("FILE");
     app.add_option("--fifo", options.fifo,
@@ -237,17 +200,14 @@ int main(int argc, char** argv) {
     app.add_option("command", options.command, "the tool and its arguments, behind --");
     try {
         app.parse(argc, argv);
-        if (options.list) {
-            return showScenarios();
-        }
-        if (options.scenario.empty()) {
+        if (options.scenario.empty() && !options.list) {
             throw CLI::RequiredError("SCENARIO");
         }
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : wrongUse;
     }
     try {
-        return launch(options);
+        return options.list ? showScenarios() : launch(options);
     } catch (const std::exception& error) {
         std::cerr << "vboard: " << error.what() << "\n";
         return wrongUse;

@@ -80,7 +80,8 @@ void printCpldDate(int date) {
     reportLine("CPLD Date:%d年%d月%d日.\n", year, month, day);
 }
 
-// Counts above 5 have no line and stay as the board configuration set them; no board has 3 or 5.
+// Counts above 5 have no line and stay as the board configuration set them; 3 and 5 are taken for a mistake
+// of the description.
 void printDiskPortCount(int count) {
     if (count > 5) {
         return;

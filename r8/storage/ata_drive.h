@@ -21,10 +21,6 @@ constexpr AtaTextField ataModelNumber = {54, 40};
 
 constexpr uint64_t unknownCapacity = UINT64_MAX;
 
-// What kernelVersionCode found; all ones before its first call.
-constexpr uint32_t kernelVersionNotRead = UINT32_MAX;
-extern uint32_t cachedKernelVersion;
-
 // The running kernel as major * 65536 + minor * 256 + patch (2.6.24: 0x020618), read once per process;
 // 0 when unknown, which a release of less than three numbers is too.
 uint32_t kernelVersionCode();

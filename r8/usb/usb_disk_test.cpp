@@ -112,7 +112,7 @@ void mountDisk(const char* device, const char* mountPoint) {
     }
     if (mount(device, mountPoint, "vfat", 0, nullptr) != 0) {
         (void)snprintf(command, sizeof command, "mount -t vfat %s  %s\n", device, mountPoint);
-        (void)!system(command);
+        (void)!system(command);  // the query tells
     }
 }
 

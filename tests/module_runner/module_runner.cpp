@@ -22,6 +22,7 @@
 #include "serial/rs485_exchange.h"
 #include "serial/serial_port.h"
 #include "storage/sata_test.h"
+#include "usb/usb_disk_test.h"
 
 namespace {
 
@@ -116,6 +117,8 @@ int call(const char* procedure, int argument) {
         printSummary();
     } else if (std::strcmp(procedure, "sataPortTest") == 0) {
         sataPortTest();
+    } else if (std::strcmp(procedure, "UsbPortTest") == 0) {
+        (void)UsbPortTest();
     } else if (std::strcmp(procedure, "r8_net_test") == 0) {
         (void)r8_net_test();
     } else if (std::strcmp(procedure, "portMultiplierRun") == 0) {

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

@@ -2,27 +2,10 @@
 
 #include <algorithm>
 #include <cstring>
-#include <map>
 
 namespace vboard {
 
 namespace {
-
-struct KnownRequest {
-    std::uint32_t code;
-    const char* name;
-};
-
-#define KNOWN(request) \
-    { request, #request }
-constexpr KnownRequest knownRequests[] = {
-    KNOWN(ZORIO_GPIO_WRITE),      KNOWN(ZORIO_GPIO_SET_OUTPUT), KNOWN(ZORIO_SET_WDT_TIMEOUT),
-    KNOWN(ZORIO_SET_MODE),        KNOWN(ZORIO_RESET_PM),        KNOWN(ZORIO_GET_CHIP_TEMP),
-    KNOWN(ZORIO_SET_BUZZER),      KNOWN(ZORIO_GET_ALARM_IN),    KNOWN(ZORIO_SET_ALARM_OUT),
-    KNOWN(ZORIO_GET_BOOT_PARMS),  KNOWN(ZORIO_GET_CPLD_INFO),   KNOWN(ZORIO_ALARM_INIT),
-    KNOWN(ZORIO_RS485_TX_ENABLE), KNOWN(ZORIO_RS485_RX_ENABLE), KNOWN(ZORIO_GET_STEP_GATE),
-};
-#undef KNOWN
 
 constexpr std::pair<const char*, CpldField> cpldFields[] = {
     {"pcbNumber", cpld::pcbNumber},
@@ -141,61 +124,55 @@ void ControlDevice::plugIn(Machine& machine) {
     }
 }
 
-std::string ControlDevice::requestName(std::uint32_t code) const {
+#define NAMED(code) code, #code
+const ControlDevice::KnownRequest ControlDevice::knownRequests[] = {
+    {NAMED(ZORIO_GET_CPLD_INFO), [](Self& device, Request& request) { fill(request.data, device.cpld); }},
+    {NAMED(ZORIO_GET_BOOT_PARMS),
+     [](Self& device, Request& request) { fill(request.data, device.bootParams); }},
+    {NAMED(ZORIO_GET_STEP_GATE), [](Self& device, Request& request) { fill(request.data, device.stepGate); }},
+    {NAMED(ZORIO_GET_CHIP_TEMP),
+     [](Self& device, Request& request) { fill(request.data, device.chipTemperature); }},
+    {NAMED(ZORIO_GET_ALARM_IN),
+     [](Self& device, Request& request) { fill(request.data, device.alarm_.inputs()); }},
+    {NAMED(ZORIO_ALARM_INIT), [](Self& device, Request&) { device.alarm_.initialized = true; }},
+    {NAMED(ZORIO_SET_ALARM_OUT),
+     [](Self& device, Request& request) { device.alarm_.outputs = request.data[0]; }},
+    {NAMED(ZORIO_SET_BUZZER), [](Self& device, Request& request) { device.buzzerOn = request.data[0] != 0; }},
+    {NAMED(ZORIO_SET_WDT_TIMEOUT),
+     [](Self& device, Request& request) { device.watchdogTimeout = request.value; }},
+    {NAMED(ZORIO_SET_MODE), [](Self&, Request&) {}},
+    {NAMED(ZORIO_RESET_PM),
+     [](Self& device, Request& request) { device.resetGroups.push_back(request.value); }},
+    {NAMED(ZORIO_GPIO_SET_OUTPUT),
+     [](Self& device, Request& request) { setBit(device.gpioOutputs, request.value, true); }},
+    {NAMED(ZORIO_GPIO_WRITE),
+     [](Self& device, Request& request) {
+         setBit(device.gpioLevels, request.value & 0xFF, (request.value & 0x100) != 0);
+     }},
+    {NAMED(ZORIO_RS485_TX_ENABLE),
+     [](Self& device, Request& request) { device.rs485_.transmitterOn = request.value == 1; }},
+    {NAMED(ZORIO_RS485_RX_ENABLE),
+     [](Self& device, Request& request) { device.rs485_.receiverOn = request.value == 1; }},
+};
+#undef NAMED
+
+const ControlDevice::KnownRequest* ControlDevice::knownRequest(std::uint32_t code) {
     const auto known = std::find_if(std::begin(knownRequests), std::end(knownRequests),
                                     [code](const KnownRequest& request) { return request.code == code; });
-    return known == std::end(knownRequests) ? "" : known->name;
+    return known == std::end(knownRequests) ? nullptr : known;
+}
+
+std::string ControlDevice::requestName(std::uint32_t code) const {
+    const KnownRequest* known = knownRequest(code);
+    return known == nullptr ? "" : known->name;
 }
 
 Result ControlDevice::ioctl(const IoctlRequest& request) {
-    switch (request.code) {
-        case ZORIO_GET_CPLD_INFO:
-            fill(request.data, cpld);
-            break;
-        case ZORIO_GET_BOOT_PARMS:
-            fill(request.data, bootParams);
-            break;
-        case ZORIO_GET_STEP_GATE:
-            fill(request.data, stepGate);
-            break;
-        case ZORIO_GET_CHIP_TEMP:
-            fill(request.data, chipTemperature);
-            break;
-        case ZORIO_GET_ALARM_IN:
-            fill(request.data, alarm_.inputs());
-            break;
-        case ZORIO_ALARM_INIT:
-            alarm_.initialized = true;
-            break;
-        case ZORIO_SET_ALARM_OUT:
-            alarm_.outputs = request.data[0];
-            break;
-        case ZORIO_SET_BUZZER:
-            buzzerOn = request.data[0] != 0;
-            break;
-        case ZORIO_SET_WDT_TIMEOUT:
-            watchdogTimeout = request.value;
-            break;
-        case ZORIO_SET_MODE:
-            break;
-        case ZORIO_RESET_PM:
-            resetGroups.push_back(request.value);
-            break;
-        case ZORIO_GPIO_SET_OUTPUT:
-            setBit(gpioOutputs, request.value, true);
-            break;
-        case ZORIO_GPIO_WRITE:
-            setBit(gpioLevels, request.value & 0xFF, (request.value & 0x100) != 0);
-            break;
-        case ZORIO_RS485_TX_ENABLE:
-            rs485_.transmitterOn = request.value == 1;
-            break;
-        case ZORIO_RS485_RX_ENABLE:
-            rs485_.receiverOn = request.value == 1;
-            break;
-        default:
-            return Result::refusal(ENOTTY);
+    const KnownRequest* known = knownRequest(request.code);
+    if (known == nullptr) {
+        return Result::refusal(ENOTTY);
     }
+    known->perform(*this, request);
     return {};
 }
 

@@ -8,7 +8,7 @@
 #include "vboard/devices/alarm_fixture.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 
@@ -44,6 +44,17 @@ class ControlDevice : public Device, public Node {
     Result ioctl(const IoctlRequest& request) override;
 
   private:
+    using Self = ControlDevice;
+    using Request = const IoctlRequest;
+
+    struct KnownRequest {
+        std::uint32_t code;
+        const char* name;
+        void (*perform)(Self& device, Request& request);
+    };
+    static const KnownRequest knownRequests[];
+    static const KnownRequest* knownRequest(std::uint32_t code);  // null for any other
+
     AlarmFixture& alarm_;
     Rs485Switches& rs485_;
 };

@@ -101,7 +101,7 @@ void Drives::configure(Section& section) {
 
 void Drives::plugIn(Machine& machine) {
     for (auto& [name, drive] : drives) {
-        if (!drive.absent) {
+        if (!drive.absent && drive.wired) {
             machine.root.add("/dev/" + name, drive);
         }
     }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 
@@ -19,6 +19,7 @@ class Drive : public Node {
     std::uint64_t sectors = 1953525168;  // of 512 bytes
 
     bool absent = false;   // no node
+    bool wired = true;     // to a port of this board, see VirtualBoard
     bool silent = false;   // refuses IDENTIFY DEVICE
     bool unsized = false;  // refuses both size requests
 

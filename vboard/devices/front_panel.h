@@ -5,7 +5,7 @@
 
 #include "vboard/devices/serial_line.h"
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

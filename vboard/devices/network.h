@@ -4,7 +4,7 @@
 #include <string>
 
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

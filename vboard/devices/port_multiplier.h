@@ -8,7 +8,7 @@
 #include "r8/pmfw/pm_check.h"
 #include "vboard/devices/spi_flash.h"
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <functional>
-
 namespace vboard {
 
 // The transceiver between the RS485 port and the bus, as the control device switches it.

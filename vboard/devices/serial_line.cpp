@@ -47,15 +47,16 @@ Time timeOfBits(unsigned bits, unsigned baud) {
 
 }  // namespace
 
-// As the serial driver of the board's kernel sets up a port: a cooked terminal at 9600 baud, 8N1.
+// As a serial driver sets up a port: a cooked terminal, 8N1, at a speed that nobody on the board uses. Who
+// opens the port has to set it.
 SerialLine::SerialLine() {
     attributes.c_iflag = ICRNL | IXON;
     attributes.c_oflag = OPOST | ONLCR;
     attributes.c_cflag = CS8 | CREAD | HUPCL | CLOCAL;
     attributes.c_lflag = ISIG | ICANON | ECHO | ECHOE | ECHOK | IEXTEN;
     attributes.c_cc[VMIN] = 1;
-    (void)cfsetispeed(&attributes, B9600);
-    (void)cfsetospeed(&attributes, B9600);
+    (void)cfsetispeed(&attributes, B38400);
+    (void)cfsetospeed(&attributes, B38400);
 }
 
 void SerialLine::plugIn(Machine& machine, const std::string& path) {

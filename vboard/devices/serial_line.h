@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

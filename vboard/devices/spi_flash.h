@@ -1,12 +1,11 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <functional>
 #include <optional>
 #include <vector>
 
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 

@@ -50,7 +50,7 @@ void UsbPorts::plugIn(Machine& machine) {
     for (const std::string& name : mountPoints) {
         machine.root.addDirectory("/mnt/" + name);
     }
-    for (const char* device : {"usb1", "usb4", "1-1"}) {
+    for (const std::string& device : busEntries) {
         machine.root.addName("/sys/bus/usb/devices", device);
     }
     if (usb3) {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "vboard/kernel/machine.h"
-#include "vboard/scenario.h"
+#include "vboard/section.h"
 
 namespace vboard {
 
@@ -28,9 +28,11 @@ struct UsbDisk {
 // What is plugged into the USB ports, and the mount table.
 class UsbPorts : public Device {
   public:
-    std::vector<std::string> mice;                        // nodes in "/dev/input"
-    std::map<std::string, UsbDisk> disks;                 // by name, "msa"
-    bool usb3 = false;                                    // a device at root port 1 of bus 4
+    std::vector<std::string> mice;         // nodes in "/dev/input"
+    std::map<std::string, UsbDisk> disks;  // by name, "msa"
+    bool usb3 = false;                     // a device at root port 1 of bus 4
+    std::vector<std::string> busEntries = {"usb1", "usb4",
+                                           "1-1"};        // of "/sys/bus/usb/devices", beyond usb3's
     std::vector<std::string> order;                       // the first entries of "/dev", where it matters
     std::vector<std::string> mountPoints;                 // that are there already, names in "/mnt"
     FileSystemStatus mntFileSystem = {4096, 8192, 6024};  // that holds "/mnt" itself

@@ -19,4 +19,14 @@ std::optional<int> Faults::next(const std::string& request, const std::string& w
     return error;
 }
 
+std::vector<std::string> Faults::idle() const {
+    std::vector<std::string> requests;
+    for (std::size_t i = 0; i < ordered_.size(); ++i) {
+        if (seen_[i] < ordered_[i].nth) {
+            requests.push_back(ordered_[i].request);
+        }
+    }
+    return requests;
+}
+
 }  // namespace vboard

@@ -24,6 +24,9 @@ class Faults {
     // The errno that this request fails with, if it does.
     std::optional<int> next(const std::string& request, const std::string& where);
 
+    // The requests of the faults that never came to strike, as they were ordered.
+    std::vector<std::string> idle() const;
+
   private:
     std::vector<Fault> ordered_;
     std::vector<unsigned> seen_;

@@ -53,6 +53,10 @@ std::optional<Wait> SystemCalls::answerFile(Context& context) {
 
 std::optional<Wait> SystemCalls::read(Context& context) {
     const std::shared_ptr<OpenFile> file = context.file;
+    if ((file->flags & O_ACCMODE) == O_WRONLY) {
+        put(context.reply, context.entry, Result::failure(EBADF));
+        return std::nullopt;
+    }
     const std::size_t size =
         std::min(static_cast<std::size_t>(context.request.arguments[0]), wire::dataBytes);
     if (context.request.call == Call::pread) {
@@ -80,6 +84,10 @@ std::optional<Wait> SystemCalls::read(Context& context) {
 
 std::optional<Wait> SystemCalls::write(Context& context) {
     const std::shared_ptr<OpenFile> file = context.file;
+    if ((file->flags & O_ACCMODE) == O_RDONLY) {
+        put(context.reply, context.entry, Result::failure(EBADF));
+        return std::nullopt;
+    }
     const std::span<const std::uint8_t> sent(context.request.data, context.request.size);
     if (file->node->writable()) {
         put(context.reply, context.entry, file->node->write(*file, sent));
@@ -107,7 +115,12 @@ void SystemCalls::seek(Context& context) {
         context.request.arguments[1] == SEEK_CUR   ? static_cast<std::int64_t>(file.position)
         : context.request.arguments[1] == SEEK_END ? static_cast<std::int64_t>(file.node->size())
                                                    : 0;
-    file.position = static_cast<std::size_t>(std::max<std::int64_t>(base + context.request.arguments[0], 0));
+    const std::int64_t wanted = base + context.request.arguments[0];
+    if (file.node->terminal() != nullptr || wanted < 0) {
+        put(context.reply, context.entry, Result::failure(wanted < 0 ? EINVAL : ESPIPE));
+        return;
+    }
+    file.position = static_cast<std::size_t>(wanted);
     context.reply.result = static_cast<std::int64_t>(file.position);
 }
 

@@ -66,7 +66,6 @@ class Node {
     virtual bool writable() const { return true; }
     virtual std::size_t size() const { return 0; }  // of a regular file, in bytes
     virtual Terminal* terminal() { return nullptr; }
-    virtual Time cost() const { return Time{0}; }  // of a request, beyond what every request costs
 };
 
 // A regular file with fixed content.

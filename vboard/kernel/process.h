@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "vboard/kernel/connection.h"
 #include "vboard/kernel/node.h"
 #include "vboard/wire.h"
 
@@ -31,7 +32,7 @@ struct Task {
     std::string name;
     std::shared_ptr<Process> process;
     bool isFirstOfProcess = false;
-    int connection = -1;
+    Connection connection;
     bool running = false;
     bool ended = false;
     int pendingSignal = 0;

@@ -2,13 +2,13 @@
 
 #include <poll.h>
 #include <signal.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
-#include <system_error>
 #include <thread>
+#include <utility>
+
+#include "vboard/kernel/call_traits.h"
 
 namespace vboard {
 
@@ -26,12 +26,11 @@ Session::~Session() {
 }
 
 SessionResult Session::run(ToolCommand command) {
-    int toolsEnd = -1;
     const auto process = std::make_shared<Process>();
     process->files[STDIN_FILENO] = std::make_shared<OpenFile>(OpenFile{&standardInput_, "standard input"});
-    Task& first = addTask("main", process, true, toolsEnd);
-    tool_ = std::make_unique<ToolProcess>(command, toolsEnd);
-    (void)close(toolsEnd);
+    Task& first = addTask("main", process, true);
+    tool_ = std::make_unique<ToolProcess>(command, first.connection.toolsEnd());
+    first.connection.closeToolsEnd();
     wallStart_ = std::chrono::steady_clock::now();
 
     machine_.clock.at(Time(0), [this, &first] { send(first); });
@@ -42,21 +41,15 @@ SessionResult Session::run(ToolCommand command) {
     result_.waitStatus = tool_->wait();
     collectOutput();
     result_.elapsed = machine_.clock.now();
+    result_.idleFaults = faults_.idle();
     return std::move(result_);
 }
 
-Task& Session::addTask(std::string name, std::shared_ptr<Process> process, bool isFirstOfProcess,
-                       int& toolsEnd) {
-    int ends[2];
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == -1) {
-        throw std::system_error(errno, std::generic_category(), "socketpair");
-    }
-    toolsEnd = ends[1];
+Task& Session::addTask(std::string name, std::shared_ptr<Process> process, bool isFirstOfProcess) {
     Task& task = tasks_.emplace_back();
     task.name = std::move(name);
     task.process = std::move(process);
     task.isFirstOfProcess = isFirstOfProcess;
-    task.connection = ends[0];
     return task;
 }
 
@@ -142,42 +135,28 @@ void Session::replyLater(Task& task) {
     machine_.clock.after(settings_.requestCost, [this, &task] { send(task); });
 }
 
-void Session::send(Task& task, int passedDescriptor) {
+void Session::send(Task& task, Task* started) {
     if (task.ended) {
+        if (started != nullptr) {
+            started->connection.closeToolsEnd();  // nobody is left to take it: the new task never begins
+        }
         return;
     }
     task.reply.signal = task.pendingSignal != 0 ? std::exchange(task.pendingSignal, 0) : task.reply.signal;
     task.reply.now = machine_.clock.now().count();
     task.reply.epoch = machine_.epoch.count();
-    iovec part = {&task.reply, wire::replyHeaderBytes + task.reply.size};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-    msghdr message = {};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    if (passedDescriptor != -1) {
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-        cmsghdr* header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(header), &passedDescriptor, sizeof passedDescriptor);
-        (void)sendmsg(task.connection, &message, MSG_NOSIGNAL);
-        (void)close(passedDescriptor);
-    } else {
-        (void)sendmsg(task.connection, &message, MSG_NOSIGNAL);  // a dead task shows at the next receive
-    }
+    task.connection.send(task.reply, started != nullptr ? &started->connection : nullptr);
     task.running = true;
 }
 
 // False when the tool hangs or was stopped.
 bool Session::awaitRequest(Task& task) {
-    pollfd watched[] = {{task.connection, POLLIN, 0},
+    pollfd watched[] = {{task.connection.descriptor(), POLLIN, 0},
                         {tool_->outputDescriptor(), POLLIN, 0},
                         {tool_->errorsDescriptor(), POLLIN, 0}};
     const auto asked = std::chrono::steady_clock::now();
     for (;;) {
-        const ssize_t size = recv(task.connection, &request_, sizeof request_, MSG_DONTWAIT);
+        const ssize_t size = task.connection.receive(request_);
         if (size >= static_cast<ssize_t>(wire::requestHeaderBytes)) {
             task.running = false;
             collectOutput();
@@ -187,6 +166,7 @@ bool Session::awaitRequest(Task& task) {
         if (size == 0 || (size == -1 && errno != EAGAIN && errno != EINTR)) {
             collectOutput();
             endTask(task);
+            endDeadProcess(*task.process);
             return true;
         }
         const auto silence = std::chrono::steady_clock::now() - asked;
@@ -226,7 +206,7 @@ void Session::handle(Task& task) {
     } else {
         replyLater(task);
     }
-    if (SystemCalls::canFail(request_.call) && ++result_.requestCount == settings_.powerCutAfter) {
+    if (traitsOf(request_.call).canFail && ++result_.requestCount == settings_.powerCutAfter) {
         stop("power cut");
     }
 }
@@ -236,10 +216,9 @@ void Session::startTask(Task& parent) {
     const bool isThread = request_.call == wire::Call::startThread;
     const std::string name =
         isThread ? "thread " + std::to_string(++threadCount_) : "child " + std::to_string(++childCount_);
-    int toolsEnd = -1;
-    Task& started = addTask(name, isThread ? parent.process : std::make_shared<Process>(*parent.process),
-                            !isThread, toolsEnd);
-    machine_.clock.after(settings_.requestCost, [this, &parent, toolsEnd] { send(parent, toolsEnd); });
+    Task& started =
+        addTask(name, isThread ? parent.process : std::make_shared<Process>(*parent.process), !isThread);
+    machine_.clock.after(settings_.requestCost, [this, &parent, &started] { send(parent, &started); });
     replyLater(started);
 }
 
@@ -248,7 +227,7 @@ void Session::endTask(Task& task) {
     if (task.ended) {
         return;
     }
-    (void)close(task.connection);
+    task.connection.close();
     task.ended = true;
     task.running = false;
     task.wait.reset();
@@ -268,6 +247,16 @@ void Session::endTask(Task& task) {
         }
     }
     task.process->files.clear();
+}
+
+// A thread that crashes takes its process with it, whatever the first task is waiting for.
+void Session::endDeadProcess(const Process& process) {
+    for (Task& task : tasks_) {
+        if (task.process.get() == &process && task.isFirstOfProcess && !task.ended &&
+            task.connection.isCut()) {
+            endTask(task);
+        }
+    }
 }
 
 void Session::interrupt() {

@@ -39,8 +39,9 @@ struct SessionResult {
     std::string errors;      // its standard error
     Trace trace;
     Time elapsed{0};
-    unsigned requestCount = 0;           // of those that can fail
-    std::vector<std::string> openAtEnd;  // paths that the first process still had open
+    unsigned requestCount = 0;            // of those that can fail
+    std::vector<std::string> idleFaults;  // requests of the faults that never came to strike
+    std::vector<std::string> openAtEnd;   // paths that the first process still had open
 };
 
 // One run of the tool on a machine. One task runs at a time and virtual time passes only when every task
@@ -52,18 +53,19 @@ class Session {
     SessionResult run(ToolCommand command);
 
   private:
-    Task& addTask(std::string name, std::shared_ptr<Process> process, bool isFirstOfProcess, int& toolsEnd);
+    Task& addTask(std::string name, std::shared_ptr<Process> process, bool isFirstOfProcess);
     void loop();
     bool step();
     Task* runningTask();
     bool completeReadyWait();
     void completeWait(Task& task, int error, int signal);
     void replyLater(Task& task);
-    void send(Task& task, int passedDescriptor = -1);
+    void send(Task& task, Task* started = nullptr);
     bool awaitRequest(Task& task);
     void handle(Task& task);
     void startTask(Task& parent);
     void endTask(Task& task);
+    void endDeadProcess(const Process& process);
     void beginWait(Task& task, Wait wait);
     void interrupt();
     void collectOutput();

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <set>
 #include <string>
 
 #include "vboard/kernel/faults.h"
@@ -20,9 +19,6 @@ class SystemCalls {
     std::optional<Wait> perform(Process& process, const wire::Request& request, wire::Reply& reply,
                                 TraceEntry& entry);
 
-    // Whether a request is one that a fault may strike and that a power cut is counted in.
-    static bool canFail(wire::Call call);
-
   private:
     struct Context {
         Process& process;
@@ -32,7 +28,6 @@ class SystemCalls {
         std::shared_ptr<OpenFile> file;  // behind the descriptor; null when it is not open
     };
 
-    void describe(Context& context) const;
     std::optional<Wait> answer(Context& context);
     std::optional<Wait> answerFile(Context& context);
     void answerPath(Context& context);

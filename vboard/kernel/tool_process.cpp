@@ -1,6 +1,5 @@
 #include "vboard/kernel/tool_process.h"
 
-#include <elf.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <pty.h>
@@ -14,10 +13,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
 #include <system_error>
 
+#include "vboard/kernel/program_check.h"
 #include "vboard/wire.h"
 
 namespace vboard {
@@ -100,64 +98,6 @@ std::vector<std::string> environmentFor(const ToolCommand& command, int connecti
     return environment;
 }
 
-// What of an ELF file decides whether a dynamic loader will bring a preload library in.
-struct ElfFacts {
-    bool isElf = false;
-    unsigned char wordClass = 0;
-    Elf64_Half machine = 0;
-    bool hasInterpreter = false;
-};
-
-template <typename Header, typename Segment>
-bool hasInterpreter(const std::string& bytes) {
-    Header header;
-    std::memcpy(&header, bytes.data(), sizeof header);
-    for (std::size_t i = 0; i < header.e_phnum; ++i) {
-        const std::size_t at = header.e_phoff + i * sizeof(Segment);
-        Segment segment;
-        if (at + sizeof segment > bytes.size()) {
-            return false;
-        }
-        std::memcpy(&segment, bytes.data() + at, sizeof segment);
-        if (segment.p_type == PT_INTERP) {
-            return true;
-        }
-    }
-    return false;
-}
-
-ElfFacts elfFacts(const std::string& path) {
-    constexpr std::size_t enoughForHeaders = 4096;
-    std::string bytes(enoughForHeaders, '\0');
-    std::ifstream file(path, std::ios::binary);
-    (void)file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    ElfFacts facts;
-    facts.isElf = bytes.compare(0, SELFMAG, ELFMAG) == 0;
-    if (facts.isElf) {
-        facts.wordClass = static_cast<unsigned char>(bytes[EI_CLASS]);
-        std::memcpy(&facts.machine, bytes.data() + offsetof(Elf64_Ehdr, e_machine), sizeof facts.machine);
-        facts.hasInterpreter = facts.wordClass == ELFCLASS64 ? hasInterpreter<Elf64_Ehdr, Elf64_Phdr>(bytes)
-                                                             : hasInterpreter<Elf32_Ehdr, Elf32_Phdr>(bytes);
-    }
-    return facts;
-}
-
-// A tool without the preload library would run on the host, with everything that it does to a board.
-void refuseWhatWouldEscape(const ToolCommand& command) {
-    const ElfFacts library = elfFacts(command.preload);
-    const ElfFacts program = elfFacts(command.program);
-    if (!library.isElf || command.preload.find_first_of(" :,") != std::string::npos) {
-        throw std::runtime_error("can not preload \"" + command.preload +
-                                 "\": no library, or blanks, colons or commas in its path");
-    }
-    if (!program.isElf || !program.hasInterpreter || program.wordClass != library.wordClass ||
-        program.machine != library.machine) {
-        throw std::runtime_error(
-            command.program +
-            " is no dynamic program of the preload library's machine: it would run on the host");
-    }
-}
-
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
     for (std::string& text : texts) {
@@ -180,7 +120,7 @@ std::string readAll(int descriptor) {
 }  // namespace
 
 ToolProcess::ToolProcess(const ToolCommand& command, int connection) : kind_(command.standardOutput) {
-    refuseWhatWouldEscape(command);
+    refuseWhatWouldEscape(command.program, command.preload);
     const Channel output = openOutput(command.standardOutput);
     const Channel errors = openPipe();
     std::vector<std::string> words = command.emulator;
@@ -195,12 +135,13 @@ ToolProcess::ToolProcess(const ToolCommand& command, int connection) : kind_(com
         (void)setpgid(0, 0);
         (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
         (void)signal(SIGPIPE, SIG_DFL);  // whatever we do with it ourselves
-        const int nothing = open("/dev/null", O_RDWR);
+        const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
         (void)dup2(nothing, STDIN_FILENO);
         (void)dup2(output.tools, STDOUT_FILENO);
         (void)dup2(command.mergeErrors ? output.tools : errors.tools, STDERR_FILENO);
         (void)fcntl(connection, F_SETFD, 0);
-        (void)execvpe(argv[0], argv.data(), environment.data());
+        // The file that was looked at, wherever PATH may lead.
+        (void)(command.emulator.empty() ? execve : execvpe)(argv[0], argv.data(), environment.data());
         dprintf(STDERR_FILENO, "vboard: can not start %s: %s\n", argv[0], strerror(errno));
         _exit(startFailureStatus);
     }

@@ -20,9 +20,12 @@ std::string timeText(Time at) {
 }  // namespace
 
 std::string TraceEntry::text() const {
+    const auto shown = [](std::string text) {  // a shell command ends in a line break
+        return text.ends_with('\n') ? text.substr(0, text.size() - 1) : text;
+    };
     std::string line = timeText(at) + " " + task + "  " + request;
     for (const std::string& part : {where, arguments}) {
-        line += part.empty() ? "" : " " + part;
+        line += part.empty() ? "" : " " + shown(part);
     }
     line += " = " + std::to_string(result);
     if (error != 0) {

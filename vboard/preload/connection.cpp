@@ -192,8 +192,8 @@ void dropInheritedConnections() {
 }
 
 void closeConnection(int connection) {
+    isOpen[connection - firstConnection] = false;  // before another task may get the same number
     (void)syscall(SYS_close, connection);
-    isOpen[connection - firstConnection] = false;
 }
 
 }  // namespace vboard::preload

@@ -1,4 +1,3 @@
-
 // ioctl(2): what an argument points to travels with the request, both ways.
 
 #include <errno.h>

@@ -1,11 +1,11 @@
-#include "vboard/gbk.h"
+#include "gbk/gbk.h"
 
 #include <iconv.h>
 
 #include <cerrno>
 #include <stdexcept>
 
-namespace vboard {
+namespace gbk {
 
 namespace {
 
@@ -44,7 +44,7 @@ class Converter {
 
 }  // namespace
 
-std::string decodeGbk(const std::string& bytes) {
+std::string decode(const std::string& bytes) {
     std::string left = bytes;
     std::string text;
     if (Converter("GBK").convert(left, text) != 0) {
@@ -59,7 +59,7 @@ bool isUtf8(const std::string& bytes) {
     return Converter("UTF-8").convert(left, text) == 0;
 }
 
-std::string GbkStream::decode(const std::string& bytes) {
+std::string Stream::decode(const std::string& bytes) {
     torn_ += bytes;
     std::string text;
     Converter converter("GBK");
@@ -70,10 +70,10 @@ std::string GbkStream::decode(const std::string& bytes) {
     return text;
 }
 
-std::string GbkStream::finish() {
+std::string Stream::finish() {
     const bool waits = !torn_.empty();
     torn_.clear();
     return waits ? replacement : "";
 }
 
-}  // namespace vboard
+}  // namespace gbk

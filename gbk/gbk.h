@@ -2,15 +2,15 @@
 
 #include <string>
 
-namespace vboard {
+namespace gbk {
 
 // GBK, the encoding of the operator's texts, into UTF-8. Throws std::runtime_error on bytes that are no GBK.
-std::string decodeGbk(const std::string& bytes);
+std::string decode(const std::string& bytes);
 
 bool isUtf8(const std::string& bytes);
 
-// The same as decodeGbk for what people watch: what is no GBK is shown as U+FFFD, a byte at a time.
-class GbkStream {
+// The same as decode for what people watch: what is no GBK is shown as U+FFFD, a byte at a time.
+class Stream {
   public:
     // A character that is torn between two pieces waits for its second byte.
     std::string decode(const std::string& bytes);
@@ -22,4 +22,4 @@ class GbkStream {
     std::string torn_;
 };
 
-}  // namespace vboard
+}  // namespace gbk

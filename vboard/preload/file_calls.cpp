@@ -1,37 +1,28 @@
-// The libc calls that the tool makes, sent to the virtual board instead of the kernel.
+// Files, terminals and the system: the libc calls that the tool makes, sent to the virtual board instead of
+// the kernel.
 
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <stdarg.h>
-#include <stdlib.h>
 #include <string.h>
 #include <sys/mount.h>
-#include <sys/select.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
 #include <sys/syscall.h>
 #include <sys/utsname.h>
 #include <termios.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <utility>
 
 #include "vboard/preload/connection.h"
 
 using vboard::preload::Exchange;
 using vboard::preload::isHostDescriptor;
-using vboard::preload::monotonicNanoseconds;
-using vboard::preload::wallClockNanoseconds;
 using vboard::wire::Call;
 
 namespace {
-
-constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
-constexpr std::int64_t nanosecondsPerMicrosecond = 1'000;
 
 int askPath(Call call, const char* path) {
     return static_cast<int>(Exchange(call).text(path).perform());
@@ -39,12 +30,6 @@ int askPath(Call call, const char* path) {
 
 int askDescriptor(Call call, int descriptor) {
     return static_cast<int>(Exchange(call, descriptor).perform());
-}
-
-std::int64_t sleepNanoseconds(std::int64_t nanoseconds) {
-    Exchange exchange(Call::sleep);
-    (void)exchange.argument(0, nanoseconds).perform();  // an interrupted sleep says what is left
-    return exchange.reply.values[0];
 }
 
 int openPath(const char* path, int flags, mode_t mode = 0) {
@@ -82,64 +67,9 @@ int fillFileSystemStatus(const char* path, Status* status) {
         status->f_bsize = static_cast<decltype(status->f_bsize)>(exchange.reply.values[0]);
         status->f_blocks = static_cast<decltype(status->f_blocks)>(exchange.reply.values[1]);
         status->f_bfree = static_cast<decltype(status->f_bfree)>(exchange.reply.values[2]);
-        status->f_bavail = status->f_bfree;
+        status->f_bavail = 0;  // as if the rest were kept for root: the two must not be mixed up
     }
     return static_cast<int>(result);
-}
-
-std::int64_t toMask(const fd_set* set) {
-    std::uint64_t mask = 0;
-    for (int descriptor = 0; set != nullptr && descriptor < 64; ++descriptor) {
-        if (FD_ISSET(descriptor, set)) {
-            mask |= std::uint64_t{1} << descriptor;
-        }
-    }
-    return static_cast<std::int64_t>(mask);
-}
-
-void fromMask(std::int64_t mask, fd_set* set) {
-    if (set == nullptr) {
-        return;
-    }
-    FD_ZERO(set);
-    for (int descriptor = 0; descriptor < 64; ++descriptor) {
-        if ((static_cast<std::uint64_t>(mask) >> descriptor & 1) != 0) {
-            FD_SET(descriptor, set);
-        }
-    }
-}
-
-// A directory stream: the board keeps the place, this keeps the entry that readdir hands out.
-struct Directory {
-    int descriptor = -1;
-    dirent entry;
-};
-Directory directories[8];
-
-DIR* openDirectory(const char* path) {
-    const int descriptor = askPath(Call::opendir, path);
-    if (descriptor == -1) {
-        return nullptr;
-    }
-    for (Directory& directory : directories) {
-        if (directory.descriptor == -1) {
-            directory.descriptor = descriptor;
-            return reinterpret_cast<DIR*>(&directory);
-        }
-    }
-    abort();  // the tool leaks directory streams
-}
-
-dirent* nextEntry(DIR* stream) {
-    Directory& directory = *reinterpret_cast<Directory*>(stream);
-    Exchange exchange(Call::readdir, directory.descriptor);
-    if (exchange.perform() != 1) {
-        return nullptr;
-    }
-    directory.entry = {};
-    memcpy(directory.entry.d_name, exchange.reply.data,
-           std::min<std::size_t>(exchange.reply.size, sizeof directory.entry.d_name - 1));
-    return &directory.entry;
 }
 
 }  // namespace
@@ -212,52 +142,6 @@ int fdatasync(int descriptor) {
     return askDescriptor(Call::fdatasync, descriptor);
 }
 
-int select(int, fd_set* readers, fd_set* writers, fd_set* exceptions, struct timeval* timeout) {
-    Exchange exchange(Call::select);
-    exchange.argument(0, toMask(readers)).argument(1, toMask(writers)).argument(2, -1);
-    if (timeout != nullptr) {
-        exchange.argument(
-            2, timeout->tv_sec * nanosecondsPerSecond + timeout->tv_usec * nanosecondsPerMicrosecond);
-    }
-    const std::int64_t result = exchange.perform();
-    if (result == -1) {
-        return -1;
-    }
-    fromMask(exchange.reply.values[0], readers);
-    fromMask(exchange.reply.values[1], writers);
-    fromMask(0, exceptions);
-    if (timeout != nullptr && exchange.reply.values[2] >= 0) {
-        timeout->tv_sec = static_cast<time_t>(exchange.reply.values[2] / nanosecondsPerSecond);
-        timeout->tv_usec = static_cast<suseconds_t>(exchange.reply.values[2] % nanosecondsPerSecond /
-                                                    nanosecondsPerMicrosecond);
-    }
-    return static_cast<int>(result);
-}
-
-unsigned sleep(unsigned seconds) {
-    const std::int64_t left = sleepNanoseconds(seconds * nanosecondsPerSecond);
-    return static_cast<unsigned>((left + nanosecondsPerSecond - 1) / nanosecondsPerSecond);
-}
-
-int usleep(useconds_t microseconds) {
-    return sleepNanoseconds(microseconds * nanosecondsPerMicrosecond) == 0 ? 0 : -1;
-}
-
-time_t time(time_t* result) noexcept {
-    const auto seconds = static_cast<time_t>(wallClockNanoseconds() / nanosecondsPerSecond);
-    if (result != nullptr) {
-        *result = seconds;
-    }
-    return seconds;
-}
-
-int clock_gettime(clockid_t id, timespec* result) noexcept {
-    const std::int64_t now = id == CLOCK_REALTIME ? wallClockNanoseconds() : monotonicNanoseconds();
-    result->tv_sec = static_cast<time_t>(now / nanosecondsPerSecond);
-    result->tv_nsec = static_cast<long>(now % nanosecondsPerSecond);
-    return 0;
-}
-
 int setuid(uid_t user) noexcept {
     return static_cast<int>(Exchange(Call::setuid).argument(0, user).perform());
 }
@@ -314,31 +198,6 @@ int uname(utsname* name) noexcept {
 int socket(int domain, int type, int protocol) noexcept {
     return static_cast<int>(
         Exchange(Call::socket).argument(0, domain).argument(1, type).argument(2, protocol).perform());
-}
-
-DIR* opendir(const char* path) {
-    return openDirectory(path);
-}
-
-dirent* readdir(DIR* stream) {
-    return nextEntry(stream);
-}
-
-// The board's names are short: one layout serves both widths of d_ino and d_off, as d_name is what is read.
-dirent64* readdir64(DIR* stream) {
-    static dirent64 wide;
-    const dirent* entry = nextEntry(stream);
-    if (entry == nullptr) {
-        return nullptr;
-    }
-    wide = {};
-    memcpy(wide.d_name, entry->d_name, sizeof wide.d_name);
-    return &wide;
-}
-
-int closedir(DIR* stream) {
-    Directory& directory = *reinterpret_cast<Directory*>(stream);
-    return askDescriptor(Call::close, std::exchange(directory.descriptor, -1));
 }
 
 int tcgetattr(int descriptor, termios* attributes) noexcept {
