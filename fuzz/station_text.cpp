@@ -7,6 +7,7 @@
 #include "input.h"
 #include "run_interpreter.h"
 #include "text.h"
+#include "verdict.h"
 
 namespace {
 

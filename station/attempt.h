@@ -51,7 +51,7 @@ class Attempt {
     const AttemptInfo& about() const { return info; }
 
   private:
-    void takeFolder(const std::filesystem::path& unitFolder);
+    void takeNumber(const std::filesystem::path& unnumbered, const std::filesystem::path& unitFolder);
     void append(int fd, std::string_view bytes);
 
     AttemptInfo info;
@@ -69,7 +69,8 @@ std::string unitFolderName(const std::optional<std::string>& unit);
 // The number of an attempt's folder; 0 for any other.
 int attemptNumber(const std::filesystem::path& folder);
 
-// RESULTS/last-run.json; nothing when it is not there or says nothing. Both throw std::system_error.
+// RESULTS/last-run.json, a guess for the view and no more: what can't be read says nothing, what can't be
+// written is left.
 RunHistory readHistory(const std::filesystem::path& results);
 void writeHistory(const std::filesystem::path& results, const TestRun& run);
 

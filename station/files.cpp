@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <openssl/evp.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -14,10 +15,6 @@ namespace station {
 
 namespace {
 
-[[noreturn]] void fail(const std::filesystem::path& path) {
-    throw std::system_error(errno, std::generic_category(), path.string());
-}
-
 void syncDirectory(const std::filesystem::path& directory) {
     const Descriptor handle(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (handle.fd >= 0) {
@@ -26,6 +23,12 @@ void syncDirectory(const std::filesystem::path& directory) {
 }
 
 }  // namespace
+
+void check(bool fine, const std::string& what) {
+    if (!fine) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
 
 Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
     std::swap(fd, other.fd);
@@ -51,24 +54,22 @@ bool writeAll(int fd, std::string_view bytes) {
 }
 
 void writeAtomically(const std::filesystem::path& path, std::string_view text) {
-    std::filesystem::path temporary = path;
-    temporary += ".tmp" + std::to_string(getpid());
-    const Descriptor file(open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644));
-    if (file.fd < 0 || !writeAll(file.fd, text) || fsync(file.fd) != 0 ||
+    std::string temporary = path.string() + ".XXXXXX";
+    const Descriptor file(mkostemp(temporary.data(), O_CLOEXEC));
+    check(file.fd >= 0, path);
+    if (fchmod(file.fd, 0644) != 0 || !writeAll(file.fd, text) || fsync(file.fd) != 0 ||
         rename(temporary.c_str(), path.c_str()) != 0) {
         const int error = errno;
         (void)unlink(temporary.c_str());
         errno = error;
-        fail(path);
+        check(false, path);
     }
     syncDirectory(path.has_parent_path() ? path.parent_path() : ".");
 }
 
 std::string readFile(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        fail(path);
-    }
+    check(file.is_open(), path);
     return {std::istreambuf_iterator<char>(file), {}};
 }
 

@@ -8,6 +8,9 @@
 
 namespace station {
 
+// Throws std::system_error with errno, naming what it was about, unless the system call went well.
+void check(bool fine, const std::string& what);
+
 // A descriptor that is closed when it goes out of scope.
 struct Descriptor {
     int fd = -1;

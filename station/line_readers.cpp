@@ -83,7 +83,7 @@ void readVerdict(Item& item, std::string_view verdict) {
     if (scan.number(count) && scan.rest.empty()) {
         item.measured["found"] = count;
     } else if (verdict == "由检测人员判断") {
-        item.outcome = Outcome::needsPerson;
+        item.leftToPerson = true;
     } else {
         item.verdict = verdict == "成功";
         item.reason = *item.verdict ? "" : verdict;
@@ -223,6 +223,9 @@ void readRs485Line(Item& item, std::string_view line) {
 }
 
 void readBoardLine(TestRun& run, std::string_view line) {
+    if (line == "CPLD 信息错误") {
+        run.items[cpldItem].contradiction = line;
+    }
     const size_t colon = line.find(':');
     if (colon == std::string_view::npos) {
         return;

@@ -1,16 +1,19 @@
 // r8-station: runs the board-test tool for one unit, keeps the record and gives the verdict.
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <ctime>
 #include <iostream>
-#include <map>
+#include <memory>
+#include <system_error>
 
 #include "report.h"
+#include "report_pipe.h"
 #include "session.h"
 
 namespace station {
@@ -26,8 +29,8 @@ struct Options {
     std::string input = "-";
     std::string page;
     double timeoutSeconds = 0;
-    ClockJudge clockJudge = ClockJudge::ask;
-    Language language = Language::chinese;
+    std::string clock = "ask";
+    std::string language = "zh";
     std::vector<std::string> command;
 };
 
@@ -40,23 +43,56 @@ std::string utcNow() {
     return text;
 }
 
+// Without what a scanner puts around it: the same label must not name two units.
 std::optional<std::string> chosenUnit(const Options& options) {
     if (options.noUnit) {
         return std::nullopt;
     }
-    if (options.unit.find_first_not_of(" \t") == std::string::npos) {
+    const char* const blanks = " \t\r\n";
+    const size_t first = options.unit.find_first_not_of(blanks);
+    if (first == std::string::npos) {
         throw WrongUse("which unit is on the station? Give --unit SERIAL, or --no-unit on a bench");
     }
-    if (options.unit.size() > longestUnit) {
+    const std::string unit = options.unit.substr(first, options.unit.find_last_not_of(blanks) - first + 1);
+    if (unit.size() > longestUnit) {
         throw WrongUse("the unit's name is longer than " + std::to_string(longestUnit) + " bytes");
     }
-    return options.unit;
+    if (utf8FromEither(unit) != unit || unit.find_first_of("\t\n") != std::string::npos) {
+        throw WrongUse("the unit's name holds control characters, or is no UTF-8");
+    }
+    return unit;
 }
 
-// The tool may be started through a launcher: it is the word before the first "netR8test".
+// The tool is the word before the first "netR8test". Behind a launcher only a path tells which file that is:
+// a bare name may belong to another machine. Empty when it is not known.
 std::string toolWord(const std::vector<std::string>& command) {
     const auto mode = std::find(command.begin(), command.end(), "netR8test");
-    return mode == command.begin() || mode == command.end() ? command.front() : *(mode - 1);
+    if (mode == command.begin() || mode == command.end()) {
+        return command.front();
+    }
+    const std::string& word = *(mode - 1);
+    return mode - 1 == command.begin() || word.find('/') != std::string::npos ? word : "";
+}
+
+// What fails while nothing has been tested is wrong use, as far as a script is concerned.
+template <typename Preparation>
+auto prepare(const Preparation& preparation) {
+    try {
+        return preparation();
+    } catch (const std::system_error& error) {
+        throw WrongUse(error.what());
+    }
+}
+
+std::unique_ptr<Session> openSession(const Options& options, const AttemptInfo& info) {
+    const Language language = options.language == "en" ? Language::english : Language::chinese;
+    return prepare([&] { return std::make_unique<Session>(options.results, info, language); });
+}
+
+ClockJudge judgeOf(const Options& options) {
+    return options.clock == "ask"    ? ClockJudge::ask
+           : options.clock == "auto" ? ClockJudge::automatic
+                                     : ClockJudge::leave;
 }
 
 AttemptInfo describeAttempt(const Options& options) {
@@ -73,6 +109,9 @@ ExitStatus runTool(const Options& options) {
     if (options.command.empty()) {
         throw WrongUse("which tool? Give its command behind \"--\", such as: -- r8 netR8test");
     }
+    if (!(options.timeoutSeconds >= 0)) {
+        throw WrongUse("--timeout wants seconds");
+    }
     if (findProgram(options.command.front()).empty()) {
         throw WrongUse(options.command.front() + ": there is no such program");
     }
@@ -81,23 +120,25 @@ ExitStatus runTool(const Options& options) {
         info.toolPath = tool;
         info.toolSha256 = sha256OfFile(tool);
     }
-    const ReportPipe pipe = openReportPipe(options.fifo);
-    Session session(options.results, info, options.language);
+    const ReportPipe pipe = prepare([&] { return openReportPipe(options.fifo); });
+    const auto session = openSession(options, info);
     const ToolEnd end =
-        superviseTool(options.command, pipe.reader.fd, options.timeoutSeconds, session.handlers());
-    return session.finish(end, options.clockJudge);
+        superviseTool(options.command, pipe.reader.fd, options.timeoutSeconds, session->handlers());
+    return session->finish(end, judgeOf(options));
 }
 
 ExitStatus readRecords(const Options& options) {
     AttemptInfo info = describeAttempt(options);
     info.command = {"read", options.input};
-    Descriptor input(options.input == "-" ? dup(STDIN_FILENO)
-                                          : open(options.input.c_str(), O_RDONLY | O_CLOEXEC));
-    if (input.fd < 0) {
-        throw WrongUse(options.input + ": " + strerror(errno));
+    // A pipe that nobody writes to yet must not keep us where no stop signal is seen.
+    const Descriptor input(options.input == "-"
+                               ? dup(STDIN_FILENO)
+                               : open(options.input.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (input.fd < 0 || std::filesystem::is_directory(options.input)) {
+        throw WrongUse(options.input + ": " + strerror(input.fd < 0 ? errno : EISDIR));
     }
-    Session session(options.results, info, options.language);
-    return session.finish(readStream(input.fd, session.handlers()), options.clockJudge);
+    const auto session = openSession(options, info);
+    return session->finish(readStream(input.fd, session->handlers()), judgeOf(options));
 }
 
 ExitStatus writeReport(const Options& options) {
@@ -108,26 +149,26 @@ ExitStatus writeReport(const Options& options) {
     const std::vector<UnitHistory> units = readResults(options.results);
     printTable(std::cout, units);
     writeAtomically(page, htmlPage(units));
-    std::cout << page.string() << '\n';
+    std::cout << page.string() << '\n' << std::flush;
+    if (!std::cout) {
+        throw WrongUse("the table could not be written");
+    }
     return exitPassed;
 }
 
 void addRunOptions(CLI::App& command, Options& options) {
-    const std::map<std::string, ClockJudge> judges = {
-        {"ask", ClockJudge::ask}, {"auto", ClockJudge::automatic}, {"leave", ClockJudge::leave}};
-    const std::map<std::string, Language> languages = {{"zh", Language::chinese}, {"en", Language::english}};
     CLI::Option* const unit =
         command.add_option("-u,--unit", options.unit, "serial number of the unit under test");
     command.add_flag("--no-unit", options.noUnit, "a trial on a bench, for no unit")->excludes(unit);
     command.add_option("--results", options.results, "folder of the records")->capture_default_str();
     command
-        .add_option("--clock", options.clockJudge,
-                    "who judges the clock: ask (on a terminal), auto (2 s), leave")
-        ->transform(CLI::CheckedTransformer(judges))
-        ->option_text("ask|auto|leave [ask]");
+        .add_option("--clock", options.clock,
+                    "who judges the clock: ask (on a terminal, else as auto), auto (2 s), leave")
+        ->check(CLI::IsMember({"ask", "auto", "leave"}))
+        ->capture_default_str();
     command.add_option("--language", options.language, "zh, or en for English names beside the board's own")
-        ->transform(CLI::CheckedTransformer(languages))
-        ->option_text("zh|en [zh]");
+        ->check(CLI::IsMember({"zh", "en"}))
+        ->capture_default_str();
 }
 
 int dispatch(int argc, char** argv) {
@@ -150,8 +191,9 @@ int dispatch(int argc, char** argv) {
     report->add_option("--html", options.page, "where the page goes [FOLDER/report.html]");
 
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
-    char** const commandMark =
-        std::find_if(argv, argv + argc, [](const char* word) { return strcmp(word, "--") == 0; });
+    const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
+    char** const commandMark = std::find_if(
+        argv, argv + argc, [hasCommand](const char* word) { return hasCommand && strcmp(word, "--") == 0; });
     if (commandMark != argv + argc) {
         options.command.assign(commandMark + 1, argv + argc);
     }

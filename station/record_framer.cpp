@@ -30,9 +30,13 @@ void RecordFramer::feed(std::string_view bytes, const std::function<void(std::st
         }
         garbage = wordAt(pending, 0) != 0 || wordAt(pending, 4) > longestText;
         if (!garbage && pending.size() == headerBytes + wordAt(pending, 4)) {
-            ++records;
-            onText(std::string_view(pending).substr(headerBytes));
-            pending.clear();
+            const std::string_view text = std::string_view(pending).substr(headerBytes);
+            garbage = text.find('\0') != text.npos;  // a wrong length swallowed the next header
+            if (!garbage) {
+                ++records;
+                onText(text);
+                pending.clear();
+            }
         }
     }
 }

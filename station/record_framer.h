@@ -16,7 +16,7 @@ namespace station {
 
 struct RecordFramer {
     std::string pending;   // the record under way, never more than 1031 bytes
-    bool garbage = false;  // a header that no tool writes came: nothing behind it can be framed
+    bool garbage = false;  // a record that no tool writes came: nothing behind it can be framed
     uint64_t records = 0;
 
     // Calls onText with the text (GBK, as it came) of each record that these bytes complete, in their order.

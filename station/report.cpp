@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iomanip>
+#include <stdexcept>
 
 #include "attempt.h"
 #include "files.h"
@@ -17,6 +18,8 @@ namespace fs = std::filesystem;
 
 constexpr size_t lineHeadBytes = 19;  // seconds and source in lines.txt
 constexpr std::string_view dataMark = "@DATA@";
+constexpr int deepestNesting = 16;      // a record needs six; deeper ones only use up the stack
+constexpr int attemptsWithLines = 500;  // the newest: a browser has to hold the page
 
 // Records come from a disk that anybody may write to: a value that is no text reads as none.
 std::string textOf(const Json& object, const char* key) {
@@ -27,7 +30,7 @@ std::string textOf(const Json& object, const char* key) {
 // The lines that a killed station left behind, as the one step of its record.
 Json linesLeftBehind(const fs::path& folder) {
     Json lines = Json::array();
-    if (fs::exists(folder / "lines.txt")) {
+    if (fs::is_regular_file(folder / "lines.txt")) {
         const std::string text = readFile(folder / "lines.txt");
         forEachLine(text, [&](std::string_view line) {
             lines.push_back({{"text", line.substr(std::min(lineHeadBytes, line.size()))}});
@@ -36,22 +39,50 @@ Json linesLeftBehind(const fs::path& folder) {
     return Json::array({{{"name", "other"}, {"lines", lines}}});
 }
 
-bool isListOfObjects(const Json& list) {
-    return list.is_array() &&
-           std::all_of(list.begin(), list.end(), [](const Json& entry) { return entry.is_object(); });
+bool isListOf(const Json& list, bool (*fits)(const Json&)) {
+    return list.is_array() && std::all_of(list.begin(), list.end(), fits);
+}
+
+bool isLine(const Json& line) {
+    return line.is_object() && line.value("text", Json()).is_string();
+}
+
+bool isItem(const Json& item) {
+    return item.is_object() && item.value("name", Json()).is_string();
+}
+
+bool isStep(const Json& step) {
+    return isItem(step) && isListOf(step.value("lines", Json()), isLine);
+}
+
+Json parseRecord(const fs::path& path) {
+    const auto checkDepth = [](int depth, Json::parse_event_t, Json&) {
+        return depth <= deepestNesting ? true : throw std::runtime_error("nested deeper than any record");
+    };
+    return Json::parse(readFile(path), checkDepth);
+}
+
+// Whether the page and the table can show it.
+bool isRecord(const Json& record) {
+    return record.is_object() && record.value("version", Json()) == recordVersion &&
+           isListOf(record.value("items", Json()), isItem) &&
+           isListOf(record.value("steps", Json()), isStep) && record.value("reasons", Json()).is_array() &&
+           record.value("started", Json()).is_string();
 }
 
 // The record, or what stands for one that is missing or says nothing that we could show.
 Json readRecord(const fs::path& folder) {
-    const fs::path path = folder / "record.json";
-    const Json record = fs::exists(path) ? Json::parse(readFile(path), nullptr, false) : Json();
-    if (record.is_object() && record.value("version", Json()) == recordVersion &&
-        isListOfObjects(record.value("items", Json())) && isListOfObjects(record.value("steps", Json())) &&
-        record.value("reasons", Json()).is_array()) {
-        return record;
+    std::string why = "no record that this station can read";
+    try {
+        const Json record = parseRecord(folder / "record.json");
+        if (isRecord(record)) {
+            return record;
+        }
+    } catch (const std::exception& error) {
+        why += std::string(": ") + error.what();
     }
     return {{"outcome", "incomplete"},
-            {"reasons", {folder.string() + ": no record that this station can read"}},
+            {"reasons", {folder.string() + ": " + why}},
             {"items", Json::array()},
             {"steps", Json::array()}};
 }
@@ -61,7 +92,7 @@ Json readAttempt(const fs::path& folder) {
     if (record["steps"].empty()) {
         record["steps"] = linesLeftBehind(folder);
     }
-    record["attempt"] = std::stoi(folder.filename());
+    record["attempt"] = attemptNumber(folder);
     return record;
 }
 
@@ -150,8 +181,15 @@ std::string htmlPage(const std::vector<UnitHistory>& units) {
         {"yield",
          {{"units", yield.units}, {"passedFirst", yield.passedFirst}, {"passedLast", yield.passedLast}}},
         {"units", Json::array()}};
+    int shown = 0;
     for (const UnitHistory& unit : units) {
-        data["units"].push_back({{"name", unit.name}, {"bench", unit.bench}, {"attempts", unit.attempts}});
+        Json attempts = unit.attempts;
+        for (size_t i = attempts.size(); i-- > 0;) {
+            if (++shown > attemptsWithLines) {
+                attempts[i]["steps"] = Json::array();
+            }
+        }
+        data["units"].push_back({{"name", unit.name}, {"bench", unit.bench}, {"attempts", attempts}});
     }
     std::string text;
     for (const char character : data.dump(-1, ' ', false, Json::error_handler_t::replace)) {

@@ -70,24 +70,26 @@ struct ItemInfo {
     std::string_view title;      // as in the summary line
     std::string_view stepTitle;  // as in the step's line; empty: the step has none
     std::string_view english;
+    bool alwaysRuns;  // on every board; the others depend on it
 };
 
 constexpr std::array<ItemInfo, itemCount> itemInfos = {{
-    {"network", "网络状态", "网络状态", "Network"},
-    {"rs485", "485口", "485测试", "RS485"},
-    {"alarm", "报警口", "", "Alarm inputs and outputs"},
-    {"usb", "USB口", "USB口测试", "USB ports"},
-    {"cpld", "CPLD", "CPLD信息", "Board description"},
-    {"sata", "SATA口", "SATA硬盘测试", "SATA ports"},
-    {"clock", "Rtc时钟", "开始测试RTC", "Real-time clock"},
-    {"chip-temperature", "芯片温度", "", "Chip temperature"},
+    {"network", "网络状态", "网络状态", "Network", false},
+    {"rs485", "485口", "485测试", "RS485", false},
+    {"alarm", "报警口", "", "Alarm inputs and outputs", false},
+    {"usb", "USB口", "USB口测试", "USB ports", true},
+    {"cpld", "CPLD", "CPLD信息", "Board description", true},
+    {"sata", "SATA口", "SATA硬盘测试", "SATA ports", true},
+    {"clock", "Rtc时钟", "开始测试RTC", "Real-time clock", true},
+    {"chip-temperature", "芯片温度", "", "Chip temperature", false},
 }};
 
 // One item of this run. The outcome is settled at the end, from what stands below it.
 struct Item {
     Outcome outcome = Outcome::incomplete;
     std::string reason;              // why it did not simply pass
-    std::optional<bool> verdict;     // the summary's word; the clock's line is left to a person
+    std::optional<bool> verdict;     // the summary's word
+    bool leftToPerson = false;       // or its word that somebody has to judge
     bool announced = false;          // its step began
     bool checked = false;            // a line of the step shows that something was looked at
     std::string contradiction;       // a line that does not go with a summary that says passed

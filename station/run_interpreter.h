@@ -31,27 +31,21 @@ struct RunInterpreter {
 
   private:
     Step& current() { return run.steps.back(); }
-    void beginStep(double at, int number, std::string_view name, std::string_view title);
+    void beginStep(double at, int number);
+    void nameStep(std::string_view name, std::string_view title);
     bool announceStep(double at, std::string_view line);
     void pipeLine(double at, std::string_view line);
+    bool full() const;
     void keep(double at, Source source, std::string_view line);
     void look(std::string_view line);
 
     std::string partial;        // the screen line under way on the pipe
     bool titlePending = false;  // "第4步:" came alone, the next line is its title
     bool announcedEarly = false;
+    bool wentOn = false;  // behind the end marker
     size_t lineCount = 0;
+    size_t textBytes = 0;
 };
-
-enum class ClockJudge { ask, automatic, leave };
-
-// Settles the clock when the tool left it to a person, and the unit's outcome after it. ask returns the
-// person's answer, none when nobody can be asked: the clock stays open then. automatic fails a clock that is
-// off by more than two seconds in any of its pairs.
-void judgeClock(TestRun& run, ClockJudge judge, const std::function<std::optional<bool>()>& ask);
-
-// The unit's outcome from those of its items: the worst of them, and incomplete whenever there are reasons.
-void settleOutcome(TestRun& run);
 
 // The step's or item's name in English; empty when the name is not one of ours.
 std::string_view englishName(std::string_view name);

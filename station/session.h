@@ -12,10 +12,11 @@
 #include "run_interpreter.h"
 #include "text.h"
 #include "tool_process.h"
+#include "verdict.h"
 
 namespace station {
 
-// Exit statuses of the station, for scripts. A unit whose clock nobody judged counts as passed here.
+// Exit statuses of the station, for scripts. Incomplete is also a unit whose clock nobody has judged yet.
 enum ExitStatus { exitPassed = 0, exitFailed = 1, exitWrongUse = 2, exitIncomplete = 3 };
 
 class Session {

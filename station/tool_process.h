@@ -1,6 +1,6 @@
 #pragma once
 
-// The report pipe and the process that writes to it.
+// The tool as a process of the station: what it says is passed on as it comes, until it has ended.
 
 #include <functional>
 #include <string>
@@ -26,17 +26,6 @@ void takeOverSignals();
 
 // From here on the stop signals end this process again.
 void giveBackSignals();
-
-struct ReportPipe {
-    Descriptor reader;
-    Descriptor writer;  // never used: with it the pipe has no end each time that somebody closes it
-};
-
-// The report pipe, made at that path when there is none, with a megabyte of room where the system grants it,
-// ready for a tool to open. Throws WrongUse where something else lies, and where another station reads or
-// another tool still writes: nothing was started then and nothing was changed. Throws std::system_error when
-// the path can't be used.
-ReportPipe openReportPipe(const std::string& path);
 
 // Starts the command, with PATH as a shell does, and reads until it has ended and its pipes are drained.
 // timeoutSeconds 0: none; it is seen up to a quarter of a second late. A tool that is out of time, or a

@@ -1,9 +1,11 @@
 // Plays the tool for the station's tests: station_fake_tool netR8test FIFO RECORDS CONSOLE END
 // RECORDS and CONSOLE are files whose bytes go to the pipe and to standard output. END: "exit:STATUS",
-// "signal:NUMBER", or "hang" to wait until somebody ends us or nobody reads the pipe any more.
+// "signal:NUMBER", "talker" to leave a child behind that prints for ever, or "hang" to wait until somebody
+// ends us or nobody reads the pipe any more.
 
 #include <fcntl.h>
 #include <poll.h>
+#include <sched.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -16,6 +18,20 @@
 static std::string contentOf(const char* path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
+}
+
+static void leaveTalkerBehind() {
+    const pid_t tool = getpid();
+    if (fork() != 0) {
+        return;
+    }
+    while (getppid() == tool) {
+        (void)sched_yield();
+    }
+    const std::string line = std::string(4095, 'x') + "\n";
+    while (write(STDOUT_FILENO, line.data(), line.size()) > 0) {
+    }
+    _exit(0);
 }
 
 int main(int argc, char** argv) {
@@ -35,6 +51,9 @@ int main(int argc, char** argv) {
         case 'h':
             readerGone.fd = pipe;
             return poll(&readerGone, 1, -1) == 1 ? 0 : 96;
+        case 't':
+            leaveTalkerBehind();
+            return 0;
         case 's':
             (void)raise(std::atoi(value + 1));
             return 97;

@@ -1,20 +1,35 @@
 // What a run's lines mean where no scenario of the virtual board says them: outcomes per item and for the
 // unit.
 
+#include <regex>
+
 #include "run_interpreter.h"
 #include "station_bench.h"
+#include "verdict.h"
 
 using namespace station;
 using namespace station_test;
 
 namespace {
 
+// The steps that are left count from 1, as on a board that does not have the others.
+std::vector<std::string> renumbered(std::vector<std::string> texts) {
+    const std::regex stepNumber("^第[0-9]步");
+    int step = 0;
+    for (std::string& text : texts) {
+        if (std::regex_search(text, stepNumber)) {
+            text = std::regex_replace(text, stepNumber, "第" + std::to_string(++step) + "步");
+        }
+    }
+    return texts;
+}
+
 TestRun interpret(const Change& change, const std::string& consoleLine = "",
                   const ToolEnd& end = {.exitStatus = 0}) {
     RunInterpreter interpreter;
     interpreter.console(0, consoleLine);
     double at = 0;
-    for (const std::string& text : changedTexts(change)) {
+    for (const std::string& text : renumbered(changedTexts(change))) {
         interpreter.record(at += 0.5, text);
     }
     interpreter.finish(at, end, false);
@@ -46,6 +61,9 @@ TEST(StationOutcome, followsTheLines) {
         {"no RS485 step", {"第6步", "第7步"}, "", rs485Item, skipped},
         {"line and summary disagree", {"485测试成功", "第7步", "485测试失败\n"}, "", rs485Item, failed},
         {"no description", {"=====", "-----"}, "", cpldItem, failed},
+        {"description in error", {"硬盘接口", "SATA PM", "CPLD 信息错误\n"}, "", cpldItem, failed},
+        {"no clock step", {"第3步", "第4步"}, "", clockItem, incomplete},
+        {"no USB step", {"第4步", "第5步"}, "write error file = r8 ,line = 2 ", usbItem, incomplete},
         {"verdict missing", {"报警口", "USB口  "}, "", alarmItem, incomplete},
         {"step lost?", {"第6步", "第7步"}, "xxwrite error file = r8 ,line = 2 ", rs485Item, incomplete},
         {"lines lost elsewhere", unchanged, "write error file = nic ,line = 5 ", networkItem, passed},
@@ -59,6 +77,18 @@ TEST(StationOutcome, followsTheLines) {
             EXPECT_TRUE(other == item || !run.has(other) || run.items[other].outcome == passed)
                 << what << ", item " << other;
         }
+    }
+}
+
+TEST(StationOutcome, holeInTheStepNumbersIsIncomplete) {
+    for (const auto& [from, until] : {std::pair("第1步", "第2步"), {"第2步", "第3步"}, {"第6步", "第7步"}}) {
+        RunInterpreter interpreter;
+        for (const std::string& text : changedTexts({from, until})) {
+            interpreter.record(1, text);
+        }
+        interpreter.finish(2, {.exitStatus = 0}, false);
+        EXPECT_EQ(interpreter.run.reasons.size(), 1u) << from;
+        EXPECT_EQ(interpreter.run.outcome, Outcome::incomplete) << from;
     }
 }
 

@@ -108,6 +108,11 @@ TEST_F(StationRun, endsAToolThatHangs) {
     EXPECT_EQ(record(1)["reasons"][0], "the tool did not end in time");
 }
 
+TEST_F(StationRun, endsWithTheToolWhateverItLeavesBehind) {
+    EXPECT_EQ(station(runWords(healthy, "talker")), 0);
+    EXPECT_EQ(record(1)["outcome"], "passed");
+}
+
 TEST_F(StationRun, stoppedStationEndsTheToolAndWritesTheRecord) {
     const pid_t child = startStation(runWords(healthy, "hang"));
     waitForLine(1, "R8TESTEND");
@@ -161,11 +166,15 @@ TEST_F(StationRun, refusesWrongUseBeforeAnythingIsKept) {
         {"run", "--unit", " ", "--", "true"},
         {"run", "--unit", "7", "--no-unit", "--", "true"},
         {"run", "--unit", std::string(81, 'x'), "--", "true"},
+        {"run", "--unit", "7\033[2J", "--", "true"},
+        {"run", "--unit", "\xFF", "--", "true"},
         {"run", "--unit", "7"},
         {"run", "--unit", "7", "--", "no-such-program"},
         {"run", "--unit", "7", "--clock", "maybe", "--", "true"},
         {"run", "--unit", "7", "--fifo", other, "--", "true"},
+        {"run", "--unit", "7", "--fifo", bench / "no-such-folder/fifo", "--", "true"},
         {"read", "--unit", "7", bench / "no-such-file"},
+        {"read", "--unit", "7", bench},
         {"report", bench / "no-such-folder"},
         {},
     };
@@ -196,10 +205,14 @@ TEST_F(StationRun, readsAStoredOrPipedStream) {
     const std::string results = bench / "results";
     const std::string stored = file("stored", healthy);
     EXPECT_EQ(station({"read", "--unit", "7", "--clock", "auto", "--results", results, stored}), 0);
-    EXPECT_EQ(station({"read", "--unit", "7", "--results", results, "-"}, stored), 0);
+    EXPECT_EQ(station({"read", "--unit", " 7\r\n", "--clock", "leave", "--results", results, "-"}, stored),
+              3);
+    EXPECT_EQ(station({"read", "--unit", "7", "--results", results, "--", stored}),
+              0);  // nobody to ask: auto
     EXPECT_EQ(station({"read", "--no-unit", "--results", results}, file("cut", healthy.substr(0, 99))), 3);
     EXPECT_EQ(record(1)["outcome"], "passed");
-    EXPECT_EQ(record(2)["outcome"], "needs-person");  // nobody to ask here
+    EXPECT_EQ(record(2)["outcome"], "needs-person");
+    EXPECT_EQ(record(3)["outcome"], "passed");
     EXPECT_TRUE(fs::exists(bench / "results/@bench/0001/stream.raw"));
 }
 
@@ -233,16 +246,26 @@ TEST_F(StationRun, reportEscapesAndSurvivesBrokenRecords) {
     const std::string results = bench / "results";
     const std::string stored = file("stored", stream(texts));
     ASSERT_EQ(station({"read", "--unit", "../<i>", "--clock", "auto", "--results", results, stored}), 0);
-    for (const char* broken : {"", "{", "[]", R"({"version":1,"items":[1],"steps":[]})",
-                               R"({"version":2,"items":[],"steps":[]})"}) {
-        const fs::path folder = fs::path(results) / "broken" / std::to_string(strlen(broken));
+    int number = 0;
+    for (const std::string& broken :
+         {std::string(), std::string("{"), std::string("[]"), std::string(300000, '['),
+          std::string(R"({"version":1,"started":"","reasons":[],"items":[1],"steps":[]})"),
+          std::string(R"({"version":1,"started":5,"reasons":[],"items":[],"steps":[]})"),
+          std::string(
+              R"({"version":1,"started":"","reasons":[],"items":[],"steps":[{"name":"x","lines":"x"}]})"),
+          std::string(R"({"version":2,"items":[],"steps":[]})")}) {
+        const fs::path folder = fs::path(results) / "broken" / std::to_string(++number);
         fs::create_directories(folder);
         std::ofstream(folder / "record.json") << broken;
     }
+    fs::create_directories(fs::path(results) / "broken" / std::to_string(++number) / "record.json");
     ASSERT_EQ(station({"report", results}), 0) << output();
     const std::string page = readFile(bench / "results/report.html");
     EXPECT_THAT(page, HasSubstr(R"(\u003c/script>\u003cscript>\"&')"));
     EXPECT_THAT(page, HasSubstr(R"("name":"../\u003ci>")"));
+    for (; number > 0; --number) {
+        EXPECT_THAT(page, HasSubstr("/broken/" + std::to_string(number) + ": no record that"));
+    }
     EXPECT_THAT(page, testing::Not(HasSubstr("</script><script>")));
     EXPECT_THAT(output(), HasSubstr("2 units, 1 passed at their first attempt (50.0 %)"));
     EXPECT_TRUE(fs::exists(bench / "results/%2E.%2F%3Ci%3E/0001/record.json"));

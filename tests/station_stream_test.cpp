@@ -61,6 +61,10 @@ TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
         EXPECT_TRUE(framer.torn());
         EXPECT_LE(framer.pending.capacity(), 2048u);
     }
+    RecordFramer framer;  // a length that swallows the next header
+    EXPECT_THAT(textsOf(framer, {stream({"好"}) + header(0, 12) + stream({"网卡", "接通"})}),
+                ElementsAre("好"));
+    EXPECT_TRUE(framer.torn());
 }
 
 TEST(StationStream, anyByteChangedIsReadWithoutACrash) {
@@ -77,15 +81,31 @@ TEST(StationStream, textBehindTheEndIsNotTakenForThisRun) {
     EXPECT_EQ(interpret(bytes).outcome, Outcome::incomplete);
 }
 
-TEST(StationStream, toolGoneWildKeepsALimitedNumberOfLines) {
-    RunInterpreter interpreter;
-    for (int i = 0; i < 30000; ++i) {
-        interpreter.record(0, "x\n");
-        interpreter.record(0, std::string(1000, 'y'));
+TEST(StationStream, toolGoneWildTakesALimitedAmountOfMemory) {
+    for (const std::string& text :
+         {std::string("x\n"), std::string(1000, 'y') + "\n", std::string(1023, 'z'),
+          std::string("第1步:网络状态\n"), std::string("第2步:"), std::string("网卡1:\n")}) {
+        RunInterpreter interpreter;
+        interpreter.record(0, "第1步:网络状态\n");
+        for (int i = 0; i < 30000; ++i) {
+            interpreter.record(0, text);
+        }
+        interpreter.console(0, "网卡1 mac地址:x");
+        interpreter.finish(1, {}, false);
+        size_t lines = 0;
+        size_t bytes = 0;
+        for (const Step& step : interpreter.run.steps) {
+            for (const Line& line : step.lines) {
+                ++lines;
+                bytes += line.text.size();
+            }
+        }
+        EXPECT_LE(lines, 20000u) << text;
+        EXPECT_LE(bytes, 4'300'000u) << text;
+        EXPECT_LE(interpreter.run.steps.size(), lines + 2) << text;
+        EXPECT_LE(interpreter.run.items[networkItem].measured.dump().size(), 2'000'000u) << text;
+        EXPECT_EQ(interpreter.run.outcome, Outcome::incomplete) << text;
     }
-    interpreter.finish(1, {}, false);
-    EXPECT_EQ(interpreter.run.steps[0].lines.size(), 20000u);
-    EXPECT_EQ(interpreter.run.outcome, Outcome::incomplete);
 }
 
 TEST(StationText, replacesWhatIsNoTextAndWhatMovesTheCursor) {
