@@ -1,6 +1,7 @@
 // The program as a station engineer uses it: real processes, a real pipe, a tool that does as told.
 
 #include <pty.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 
 #include "report.h"
@@ -14,12 +15,20 @@ namespace {
 
 class StationRun : public StationBench {
   protected:
+    StationRun() { EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }
+
     pid_t startStation(std::vector<std::string> words, const std::string& input = "/dev/null") const {
         words.insert(words.begin(), STATION);
         return start(words, input);
     }
     int station(const std::vector<std::string>& words, const std::string& input = "/dev/null") const {
         return statusOf(startStation(words, input));
+    }
+
+    // A tool whose station was killed becomes a child of ours.
+    static void waitForTheOrphan() {
+        while (waitpid(-1, nullptr, 0) > 0) {
+        }
     }
 
     // The words for a run of unit 7 with the fake tool.
@@ -134,14 +143,25 @@ TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
         EXPECT_EQ(record(1)["outcome"], "incomplete");
         EXPECT_EQ(readFile(attempt(1) / "stream.raw"), healthy.substr(0, bytes));
         EXPECT_THAT(htmlPage(readResults(bench / "results")), HasSubstr(lastLine));
-        // The tool goes on for a moment; until it is gone the pipe is refused.
-        int status = 0;
-        for (int i = 0; (status = station(runWords(healthy, "exit:0"))) == 2 && i < 2000; ++i) {
-            usleep(1000);
-        }
-        EXPECT_EQ(status, 0) << output();
+        waitForTheOrphan();
+        EXPECT_EQ(station(runWords(healthy, "exit:0")), 0) << output();
         EXPECT_EQ(record(2)["outcome"], "passed");
     }
+}
+
+TEST_F(StationRun, aToolWhoseStationWasKilledKeepsThePipeBeforeItOpensIt) {
+    const std::string hold = bench / "hold";
+    ASSERT_EQ(mkfifo(hold.c_str(), 0600), 0);
+    const pid_t child = startStation(
+        {"run", "--no-unit", "--results", bench / "results", "--fifo", bench / "fifo", "--", "cat", hold});
+    const int tool = open(hold.c_str(), O_WRONLY);  // comes back when the tool has started
+    kill(child, SIGKILL);
+    EXPECT_EQ(statusOf(child), 128 + SIGKILL);
+    EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);
+    EXPECT_THAT(output(), HasSubstr("a tool from before still writes to this pipe"));
+    close(tool);
+    waitForTheOrphan();
+    EXPECT_EQ(station(runWords(healthy, "exit:0")), 0) << output();
 }
 
 TEST_F(StationRun, stationsOnOneFolderEachGetTheirOwnAttempt) {
