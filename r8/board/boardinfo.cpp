@@ -81,7 +81,7 @@ void printCpldDate(int date) {
 }
 
 // Counts above 5 have no line and stay as the board configuration set them; 3 and 5 are taken for a mistake
-// of the description.
+// in the CPLD.
 void printDiskPortCount(int count) {
     if (count > 5) {
         return;
