@@ -32,6 +32,7 @@ void readCardLink(Item& item, int64_t card, std::string_view state) {
         entry["link"] = true;
     } else if (holds(state, "断开")) {
         entry["link"] = false;
+        item.contradiction = "card " + std::to_string(card) + " has no link";
     } else {
         entry["error"] = trimmed(state);
     }
@@ -135,6 +136,7 @@ void readAlarmLine(Item& item, std::string_view line) {
             item.checked = true;
             item.measured["checksPassed"] = first;
             item.measured["checksFailed"] = second;
+            item.contradiction = second != 0 ? std::string(text) : item.contradiction;
         }
     } else if (holds(text, "报警输入应为")) {
         item.checked = true;
@@ -256,6 +258,11 @@ void readSummaryLine(TestRun& run, std::string_view line) {
     if (Item* item = itemTitled(run, trimmed(line.substr(0, colon)))) {
         readVerdict(*item, trimmed(line.substr(colon + 1)));
     }
+    Item& usb = run.items[usbItem];
+    const Json expected = usb.measured.value("expected", Json());
+    if (const Json found = usb.measured.value("found", expected); !expected.is_null() && found != expected) {
+        usb.contradiction = found.dump() + " found, " + expected.dump() + " expected";
+    }
 }
 
 void readConsoleLine(TestRun& run, std::string_view line) {
@@ -276,10 +283,19 @@ void readConsoleLine(TestRun& run, std::string_view line) {
             run.items[rs485Item].measured["trialsFailed"] = second;
         }
     }
-    for (const std::string_view text : {"open /dev/iop failed", "IOCTL ERROR"}) {
-        if (holds(line, text)) {  // the alarm test could not look, and its verdict does not say so
-            run.items[alarmItem].announced = true;
-            run.items[alarmItem].contradiction = text;
+    // What the tool could not look at, and what it could not learn of its board and so leaves out: no verdict
+    // of its summary says so.
+    constexpr std::pair<std::string_view, ItemIndex> notSeen[] = {
+        {"open /dev/iop failed", alarmItem},
+        {"IOCTL ERROR", alarmItem},
+        {"open zorio failed !", cpldItem},
+        {"CPLD读取失败", cpldItem},
+        {"ioctl ZORIO_GET_BOOT_PARMS error", cpldItem},
+    };
+    for (const auto& [text, item] : notSeen) {
+        if (holds(line, text)) {
+            run.items[item].announced = true;
+            run.items[item].contradiction = text;
         }
     }
 }

@@ -42,6 +42,7 @@ TEST(StationOutcome, followsTheLines) {
     const Change unchanged;
     const std::string noUsb =
         "USB个数:0\n" + std::string(64, '-') + "\nUSB口       : 0  \nSATA口      : 5  \n";
+    const Change clockTimeLost = {"2009-04-03 08:00:16", "2009-04-03 08:00:17", "2009-04-03 08:00:10\n"};
     const Change noAlarmTest = {"报警输入有", "第3步"};
     const struct {
         const char* what;
@@ -56,6 +57,13 @@ TEST(StationOutcome, followsTheLines) {
         {"no alarm test", noAlarmTest, "", alarmItem, skipped},
         {"alarm device closed", noAlarmTest, "open /dev/iop failed", alarmItem, failed},
         {"alarm input not read", {"\n 断开", "成功 5", "IOCTL ERROR\n"}, "", alarmItem, failed},
+        {"alarm test broke off", {"\n 断开", "第3步"}, "", alarmItem, failed},
+        {"alarm check failed", {"\n 断开", "第3步", "成功 4, 失败 1\n"}, "", alarmItem, failed},
+        {"link down", {"网卡2", "报警输入有", "网卡2:网络连接断开 \n"}, "", networkItem, failed},
+        {"USB device missing", {"USB口  ", "网络状态  ", "USB口       : 2  \n"}, "", usbItem, failed},
+        {"boot parameters not read", unchanged, "ioctl ZORIO_GET_BOOT_PARMS error", cpldItem, failed},
+        {"description not read at first", unchanged, "CPLD读取失败,Input", cpldItem, failed},
+        {"clock time lost", clockTimeLost, "", clockItem, incomplete},
         {"no USB ports", {"USB个数", "网络状态  ", noUsb}, "", usbItem, skipped},
         {"no drive ports", {"设备有4个", "第6步", "设备有0个sata口\n"}, "", sataItem, skipped},
         {"no RS485 step", {"第6步", "第7步"}, "", rs485Item, skipped},
