@@ -44,8 +44,7 @@ std::string unitFolderName(const std::optional<std::string>& unit) {
     std::string name;
     for (const char character : *unit) {
         const bool plain = isalnum(static_cast<unsigned char>(character)) != 0 ||
-                           (character != '\0' && strchr("-_+=", character) != nullptr) ||
-                           (character == '.' && !name.empty());
+                           (character != '\0' && strchr("-_+=", character) != nullptr);
         char encoded[4] = {character, '\0'};
         if (!plain) {
             (void)snprintf(encoded, sizeof encoded, "%%%02X", static_cast<unsigned char>(character));
@@ -128,8 +127,9 @@ void Attempt::finish(TestRun& run, const ToolEnd& end, uint64_t streamRecords, b
 }
 
 RunHistory readHistory(const fs::path& results) {
-    std::ifstream file(results / historyName);
-    const Json history = Json::parse(file, nullptr, false);
+    const fs::path path = results / historyName;
+    const Json history =
+        fs::is_regular_file(path) ? Json::parse(std::ifstream(path), nullptr, false) : Json();
     if (!history.is_object() || !history.value("steps", Json()).is_number() ||
         !history.value("seconds", Json()).is_number()) {
         return {};

@@ -62,7 +62,7 @@ class Attempt {
     int writeError = 0;  // errno of the first byte that could not be kept
 };
 
-// The unit's name as a folder name: what is neither letter nor digit nor one of "-_+=." is written as %XX.
+// The unit's name as a folder name: what is neither letter nor digit nor one of "-_+=" is written as %XX.
 // A bench without a unit has the folder "@bench", which no unit has.
 std::string unitFolderName(const std::optional<std::string>& unit);
 

@@ -118,7 +118,7 @@ ExitStatus runTool(const Options& options) {
     const std::filesystem::path tool = findProgram(toolWord(options.command));
     if (!tool.empty()) {
         info.toolPath = tool;
-        info.toolSha256 = sha256OfFile(tool);
+        info.toolSha256 = prepare([&] { return sha256OfFile(tool); });
     }
     const ReportPipe pipe = prepare([&] { return openReportPipe(options.fifo); });
     const auto session = openSession(options, info);
@@ -205,10 +205,19 @@ int dispatch(int argc, char** argv) {
     return run->parsed() ? runTool(options) : read->parsed() ? readRecords(options) : writeReport(options);
 }
 
+// Started without standard descriptors, our own files would get their numbers, and what we print.
+void fillStandardDescriptors() {
+    int fd;
+    while ((fd = open("/dev/null", O_RDWR)) >= 0 && fd <= STDERR_FILENO) {
+    }
+    (void)close(fd);  // no harm when it did not open
+}
+
 }  // namespace
 }  // namespace station
 
 int main(int argc, char** argv) {
+    station::fillStandardDescriptors();
     station::takeOverSignals();
     try {
         return station::dispatch(argc, argv);

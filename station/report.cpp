@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 
 constexpr size_t lineHeadBytes = 19;  // seconds and source in lines.txt
 constexpr std::string_view dataMark = "@DATA@";
-constexpr int deepestNesting = 16;      // a record needs six; deeper ones only use up the stack
-constexpr int attemptsWithLines = 500;  // the newest: a browser has to hold the page
+constexpr int deepestNesting = 16;         // a record needs six; deeper ones only use up the stack
+constexpr size_t attemptsWithLines = 500;  // the newest: a browser has to hold the page
 
 // Records come from a disk that anybody may write to: a value that is no text reads as none.
 std::string textOf(const Json& object, const char* key) {
@@ -127,6 +127,26 @@ std::string failedItems(const Json& attempt) {
     return names;
 }
 
+// When the oldest attempt started that keeps its lines on the page.
+std::string oldestWithLines(const std::vector<UnitHistory>& units) {
+    std::vector<std::string> starts;
+    for (const UnitHistory& unit : units) {
+        for (const Json& attempt : unit.attempts) {
+            starts.push_back(textOf(attempt, "started"));
+        }
+    }
+    std::sort(starts.rbegin(), starts.rend());
+    return starts.size() > attemptsWithLines ? starts[attemptsWithLines - 1] : "";
+}
+
+// A terminal does what control characters say, and a line break would add a row.
+std::string cell(const std::string& text) {
+    std::string line = utf8FromEither(text);
+    std::replace_if(
+        line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
+    return line;
+}
+
 }  // namespace
 
 std::vector<UnitHistory> readResults(const fs::path& results) {
@@ -161,10 +181,11 @@ void printTable(std::ostream& output, const std::vector<UnitHistory>& units) {
            << padToWidth("last", 14) << padToWidth("when", 22) << "failed\n";
     for (const UnitHistory& unit : units) {
         const Json& last = unit.attempts.back();
-        output << padToWidth(unit.name, 23) << ' ' << padToWidth(std::to_string(unit.attempts.size()), 10)
-               << padToWidth(textOf(unit.attempts.front(), "outcome"), 14)
-               << padToWidth(textOf(last, "outcome"), 14) << padToWidth(textOf(last, "started"), 22)
-               << failedItems(last) << '\n';
+        output << padToWidth(cell(unit.name), 23) << ' '
+               << padToWidth(std::to_string(unit.attempts.size()), 10)
+               << padToWidth(cell(textOf(unit.attempts.front(), "outcome")), 14)
+               << padToWidth(cell(textOf(last, "outcome")), 14)
+               << padToWidth(cell(textOf(last, "started")), 22) << cell(failedItems(last)) << '\n';
     }
     const Yield yield = yieldOf(units);
     output << '\n' << yield.units << " units, " << yield.passedFirst << " passed at their first attempt";
@@ -181,12 +202,12 @@ std::string htmlPage(const std::vector<UnitHistory>& units) {
         {"yield",
          {{"units", yield.units}, {"passedFirst", yield.passedFirst}, {"passedLast", yield.passedLast}}},
         {"units", Json::array()}};
-    int shown = 0;
+    const std::string oldest = oldestWithLines(units);
     for (const UnitHistory& unit : units) {
         Json attempts = unit.attempts;
-        for (size_t i = attempts.size(); i-- > 0;) {
-            if (++shown > attemptsWithLines) {
-                attempts[i]["steps"] = Json::array();
+        for (Json& attempt : attempts) {
+            if (textOf(attempt, "started") < oldest) {
+                attempt["steps"] = Json::array();
             }
         }
         data["units"].push_back({{"name", unit.name}, {"bench", unit.bench}, {"attempts", attempts}});

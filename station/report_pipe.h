@@ -17,8 +17,8 @@ struct ReportPipe {
 
 // The report pipe, made at that path when there is none, with a megabyte of room where the system grants it,
 // ready for a tool to open. Throws WrongUse where something else lies, and where another station reads or
-// another tool still writes: nothing was started then and nothing was changed. Throws std::system_error when
-// the path can't be used.
+// another tool still writes: nothing was started then. Asking ends a reader that waits for its first writer.
+// Throws std::system_error when the path can't be used.
 ReportPipe openReportPipe(const std::string& path);
 
 // Gives a pipe as much room as the system grants, so that a terminal that is stopped for a while loses

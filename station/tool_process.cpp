@@ -25,11 +25,15 @@ constexpr int cannotStart = 127;       // a shell's status for a program that ca
 constexpr int tickMilliseconds = 250;  // of the view, and how late a time limit may be seen
 constexpr std::chrono::seconds graceTime{2};
 
+// Without those that whoever started us has us ignore, as nohup does.
 sigset_t stopSignals() {
     sigset_t set;
     (void)sigemptyset(&set);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        (void)sigaddset(&set, signal);
+        struct sigaction now = {};
+        if (sigaction(signal, nullptr, &now) == 0 && now.sa_handler != SIG_IGN) {
+            (void)sigaddset(&set, signal);
+        }
     }
     return set;
 }
@@ -185,6 +189,7 @@ void takeOverSignals() {
     const sigset_t set = stopSignals();
     (void)sigprocmask(SIG_BLOCK, &set, nullptr);
     (void)signal(SIGPIPE, SIG_IGN);
+    (void)signal(SIGCHLD, SIG_DFL);  // ignored, as some daemons leave it, it would lose the tool's status
 }
 
 void giveBackSignals() {
