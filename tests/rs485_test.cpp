@@ -275,7 +275,7 @@ TEST(Rs485Loopback, AnInterruptEndsTheWriterAndNotTheReader) {
     EXPECT_THAT(run.errors, testing::StartsWith("read select(): Interrupted system call\n"));
 }
 
-TEST(Rs485Loopback, FailuresBeforeTheTransfer) {
+TEST(Rs485Loopback, WhatOnlyFailsEndsAtOnceOrWithItsBudget) {
     const struct {
         const char* request;
         const char* where;
@@ -286,10 +286,13 @@ TEST(Rs485Loopback, FailuresBeforeTheTransfer) {
         {"open", "/dev/ttyS1", 255, "open /dev/ttyS1 failed\n", ""},
         {"tcsetattr", "", 255, "tcsetattr failed", ""},
         {"fork", "", 0, "", "fork: Input/output error\n"},
+        {"read", "/dev/ttyS1", 0, incomplete(0, 0), ""},
+        {"write", "/dev/ttyS1", 0, writerGaveUp + incomplete(0, 0), ""},
     };
     for (const auto& row : cases) {
         VirtualBoard faulty = VirtualBoard::healthy();
-        faulty.settings.faults = {{row.request, row.where}};
+        faulty.settings.faults = {{row.request, row.where, 1, true}};
+        faulty.settings.requestCost = 10ms;
         const vboard::Run run = faulty.run({"-o", "4"});
         EXPECT_EQ(run.exitStatus(), row.status);
         EXPECT_EQ(run.console(), boardLine + row.says);
