@@ -12,9 +12,10 @@ constexpr int programPollLimit = 1000;
 constexpr int flashPollLimit = 10000;  // around erase and status writes
 
 void putLittleEndian(uint8_t* bytes, uint32_t word) {
-    for (int i = 0; i < 4; ++i) {
-        bytes[i] = static_cast<uint8_t>(word >> 8 * i);
-    }
+    bytes[0] = static_cast<uint8_t>(word);
+    bytes[1] = static_cast<uint8_t>(word >> 8);
+    bytes[2] = static_cast<uint8_t>(word >> 16);
+    bytes[3] = static_cast<uint8_t>(word >> 24);
 }
 
 void buildRecord(PmAccessMode mode, uint8_t (&record)[pmprwRecordBytes]) {
@@ -33,11 +34,6 @@ int spiTransfer(uint16_t ctrlWord) {
 }
 
 }  // namespace
-
-uint32_t flashWord(const uint8_t* bytes) {
-    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
-           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
-}
 
 int failWith(const char* message, int result) {
     puts(message);

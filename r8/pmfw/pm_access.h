@@ -55,7 +55,10 @@ struct PmState {
 extern PmState pmState;
 
 // Four bytes in flash order, which is little-endian, as dataWord holds them.
-uint32_t flashWord(const uint8_t* bytes);
+inline uint32_t flashWord(const uint8_t* bytes) {
+    return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
+           static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
 
 // Ends an operation that failed: prints its line of the failure, with a line break, and hands result on.
 int failWith(const char* message, int result);
