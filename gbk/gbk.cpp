@@ -10,14 +10,14 @@ namespace gbk {
 namespace {
 
 constexpr const char* replacement = "\uFFFD";
-constexpr std::size_t utf8BytesPerByte = 2;  // two bytes of GBK become at most four of UTF-8
+constexpr std::size_t mostBytesPerByte = 2;  // GBK to UTF-8, and UTF-8 to UTF-16
 
 // An iconv(3) descriptor that closes itself.
 class Converter {
   public:
-    explicit Converter(const char* encoding) : handle_(iconv_open("UTF-8", encoding)) {
+    Converter(const char* from, const char* to) : handle_(iconv_open(to, from)) {
         if (handle_ == reinterpret_cast<iconv_t>(-1)) {
-            throw std::runtime_error(std::string("iconv knows no ") + encoding + " here");
+            throw std::runtime_error(std::string("iconv knows no way from ") + from + " to " + to);
         }
     }
     ~Converter() { (void)iconv_close(handle_); }
@@ -26,7 +26,7 @@ class Converter {
 
     // Converts as far as it goes and takes that off bytes; the errno that ended it, 0 at the end.
     int convert(std::string& bytes, std::string& text) {
-        std::string room(bytes.size() * utf8BytesPerByte + 4, '\0');
+        std::string room(bytes.size() * mostBytesPerByte + 4, '\0');
         char* in = bytes.data();
         char* out = room.data();
         std::size_t inLeft = bytes.size();
@@ -47,7 +47,7 @@ class Converter {
 std::string decode(const std::string& bytes) {
     std::string left = bytes;
     std::string text;
-    if (Converter("GBK").convert(left, text) != 0) {
+    if (Converter("GBK", "UTF-8").convert(left, text) != 0) {
         throw std::runtime_error("no GBK text after \"" + text + "\"");
     }
     return text;
@@ -56,13 +56,13 @@ std::string decode(const std::string& bytes) {
 bool isUtf8(const std::string& bytes) {
     std::string left = bytes;
     std::string text;
-    return Converter("UTF-8").convert(left, text) == 0;
+    return Converter("UTF-8", "UTF-16").convert(left, text) == 0;  // which ends where Unicode ends
 }
 
 std::string Stream::decode(const std::string& bytes) {
     torn_ += bytes;
     std::string text;
-    Converter converter("GBK");
+    Converter converter("GBK", "UTF-8");
     while (converter.convert(torn_, text) == EILSEQ) {
         text += replacement;
         torn_.erase(0, 1);
