@@ -277,11 +277,9 @@ TEST(Rs485Loopback, AnInterruptEndsTheWriterAndNotTheReader) {
 
 TEST(Rs485Loopback, WhatOnlyFailsEndsAtOnceOrWithItsBudget) {
     const struct {
-        const char* request;
-        const char* where;
+        std::string request, where;
         int status;
-        std::string says;
-        const char* errors;
+        std::string says, errors;
     } cases[] = {
         {"open", "/dev/ttyS1", 255, "open /dev/ttyS1 failed\n", ""},
         {"tcsetattr", "", 255, "tcsetattr failed", ""},

@@ -271,13 +271,11 @@ TEST_F(StationRun, reportEscapesAndSurvivesBrokenRecords) {
     const std::string stored = file("stored", stream(texts));
     ASSERT_EQ(station({"read", "--unit", "../<i>", "--clock", "auto", "--results", results, stored}), 0);
     int number = 0;
-    for (const std::string& broken :
-         {std::string(), std::string("{"), std::string("[]"), std::string(300000, '['),
-          std::string(R"({"version":1,"started":"","reasons":[],"items":[1],"steps":[]})"),
-          std::string(R"({"version":1,"started":5,"reasons":[],"items":[],"steps":[]})"),
-          std::string(
-              R"({"version":1,"started":"","reasons":[],"items":[],"steps":[{"name":"x","lines":"x"}]})"),
-          std::string(R"({"version":2,"items":[],"steps":[]})")}) {
+    for (const std::string& broken : std::vector<std::string>{
+             "", "{", "[]", std::string(300000, '['), R"({"version":2,"items":[],"steps":[]})",
+             R"({"version":1,"started":"","reasons":[],"items":[1],"steps":[]})",
+             R"({"version":1,"started":5,"reasons":[],"items":[],"steps":[]})",
+             R"({"version":1,"started":"","reasons":[],"items":[],"steps":[{"name":"x","lines":"x"}]})"}) {
         const fs::path folder = fs::path(results) / "broken" / std::to_string(++number);
         fs::create_directories(folder);
         std::ofstream(folder / "record.json") << broken;

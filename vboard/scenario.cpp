@@ -17,50 +17,23 @@ namespace {
 
 constexpr int mostBases = 8;  // a scenario that is its own base must not go on for ever
 
-// The parser's own look at characters beyond ASCII ends in undefined behaviour for some of them where only
-// keys and values may stand, so they go no further than texts (on one line) and comments.
-bool keepsToAscii(std::string_view line) {
-    constexpr std::string_view beforeText = " \t=[,{";
-    char quote = '\0';
-    for (std::size_t i = 0; i < line.size(); ++i) {
-        if (quote == '"' && line[i] == '\\') {
-            ++i;
-        } else if (quote != '\0') {
-            quote = line[i] == quote ? '\0' : quote;
-        } else if ((line[i] == '"' || line[i] == '\'') &&
-                   (i == 0 || beforeText.find(line[i - 1]) != beforeText.npos)) {
-            quote = line[i];
-        } else if (line[i] == '#') {
-            return true;
-        } else if (static_cast<unsigned char>(line[i]) > 0x7F) {
-            return false;
-        }
-    }
-    return true;
-}
-
-void checkCharacters(const std::string& text, const std::string& file) {
-    const auto isAscii = [](char character) { return static_cast<unsigned char>(character) <= 0x7F; };
-    const bool hasLongTexts =
-        text.find("\"\"\"") != std::string::npos || text.find("'''") != std::string::npos;
-    std::istringstream lines(text);
-    std::string line;
-    for (int number = 1; std::getline(lines, line); ++number) {
-        if (!keepsToAscii(line) || (hasLongTexts && !std::all_of(line.begin(), line.end(), isAscii))) {
-            throw ScenarioError(file + ":" + std::to_string(number) +
-                                ": characters beyond ASCII stand in one-line texts and in comments only");
-        }
-    }
-}
-
-toml::table parse(const std::string& text, const std::string& file) {
-    checkCharacters(text, file);
+toml::table parsed(const std::string& text, const std::string& file, const char* hint) {
     toml::parse_result result = toml::parse(text, file);
     if (!result) {
         throw ScenarioError(file + ":" + std::to_string(result.error().source().begin.line) + ": " +
-                            std::string(result.error().description()));
+                            std::string(result.error().description()) + hint);
     }
     return std::move(result).table();
+}
+
+// The parser's own look at characters beyond ASCII ends in undefined behaviour for some of them where no text
+// and no comment is. So it first sees each of their bytes as a character that only those may hold.
+toml::table parse(const std::string& text, const std::string& file) {
+    const auto isBeyondAscii = [](char character) { return static_cast<unsigned char>(character) > 0x7F; };
+    std::string ascii = text;
+    std::replace_if(ascii.begin(), ascii.end(), isBeyondAscii, '!');
+    (void)parsed(ascii, file, ascii == text ? "" : " ('!' stands for characters beyond ASCII as well)");
+    return parsed(text, file, "");
 }
 
 std::string contentOf(const std::string& file) {
