@@ -136,7 +136,9 @@ void readAlarmLine(Item& item, std::string_view line) {
             item.checked = true;
             item.measured["checksPassed"] = first;
             item.measured["checksFailed"] = second;
-            item.contradiction = second != 0 ? std::string(text) : item.contradiction;
+            if (second != 0) {
+                item.contradiction = text;
+            }
         }
     } else if (holds(text, "报警输入应为")) {
         item.checked = true;
@@ -259,9 +261,9 @@ void readSummaryLine(TestRun& run, std::string_view line) {
         readVerdict(*item, trimmed(line.substr(colon + 1)));
     }
     Item& usb = run.items[usbItem];
-    const Json expected = usb.measured.value("expected", Json());
-    if (const Json found = usb.measured.value("found", expected); !expected.is_null() && found != expected) {
-        usb.contradiction = found.dump() + " found, " + expected.dump() + " expected";
+    Json& counts = usb.measured;
+    if (counts.contains("found") && counts.contains("expected") && counts["found"] != counts["expected"]) {
+        usb.contradiction = counts["found"].dump() + " found, " + counts["expected"].dump() + " expected";
     }
 }
 
