@@ -15,9 +15,10 @@
 #include <cstring>
 #include <vector>
 
-#include "pmfw/pm_access.h"
-#include "pmfw/pm_flash.h"
-#include "ratios.h"
+#include "benchmarks/ratios.h"
+#include "r8/contract/little_endian.h"
+#include "r8/pmfw/pm_access.h"
+#include "r8/pmfw/pm_flash.h"
 
 namespace {
 
@@ -41,7 +42,7 @@ extern "C" int ioctl(int fd, unsigned long request, ...) {
     if (record[1] == (pmControl::readStatus & 0xFF)) {
         record[dataAt] = 0;
     } else if (record[1] == (pmControl::read & 0xFF)) {
-        std::memcpy(record + dataAt, image.data() + flashWord(record + addressAt), flashWordBytes);
+        std::memcpy(record + dataAt, image.data() + littleEndian32(record + addressAt), flashWordBytes);
     }
     return 0;
 }

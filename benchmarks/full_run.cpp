@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-#include "ratios.h"
+#include "benchmarks/ratios.h"
 #include "vboard/board.h"
 
 namespace {

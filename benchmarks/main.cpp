@@ -1,6 +1,6 @@
 // What the tool costs, as ratios taken side by side in one run.
 
-#include "ratios.h"
+#include "benchmarks/ratios.h"
 
 #include <benchmark/benchmark.h>
 #include <fcntl.h>

@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "board/boardinfo.h"
-#include "driver/report/report_channel.h"
+#include "r8/board/boardinfo.h"
+#include "r8/driver/report/report_channel.h"
 
 namespace {
 

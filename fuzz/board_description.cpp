@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <set>
 
-#include "board/board_config.h"
-#include "board/boardinfo.h"
-#include "driver/report/report_channel.h"
-#include "input.h"
+#include "fuzz/input.h"
+#include "r8/board/board_config.h"
+#include "r8/board/boardinfo.h"
+#include "r8/driver/report/report_channel.h"
 #include "record_framer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

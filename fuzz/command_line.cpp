@@ -1,10 +1,10 @@
 // Whatever stands on the command line: accepted is exactly -o or -O with a number whose first one or two
 // characters are digits of a test that there is. The input is the arguments, each ended by a NUL.
 
-#include "driver/command_line.h"
+#include "r8/driver/command_line.h"
 
-#include "driver/board_tests.h"
-#include "input.h"
+#include "fuzz/input.h"
+#include "r8/driver/board_tests.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     std::vector<std::string> texts = {"r8", ""};

@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "input.h"
+#include "fuzz/input.h"
 
 int main(int argc, char** argv) {
     MUST(argc == 2);

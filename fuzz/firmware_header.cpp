@@ -6,9 +6,10 @@
 
 #include <cstdarg>
 
-#include "input.h"
-#include "pmfw/pm_access.h"
-#include "pmfw/pm_check.h"
+#include "fuzz/input.h"
+#include "r8/contract/little_endian.h"
+#include "r8/pmfw/pm_access.h"
+#include "r8/pmfw/pm_check.h"
 
 namespace {
 std::uint8_t bondingHigh = 0;
@@ -22,7 +23,7 @@ extern "C" int ioctl(int, unsigned long request, ...) {
     auto* record = va_arg(arguments, std::uint8_t*);
     va_end(arguments);
     MUST(request == pmprwRequest && record[7] == static_cast<std::uint8_t>(PmAccessMode::registerRead));
-    const std::uint32_t address = flashWord(record + 10);
+    const std::uint32_t address = littleEndian32(record + 10);
     MUST(address == pmRegister::bondingHigh || address == pmRegister::bondingLow);
     record[2] = address == pmRegister::bondingHigh ? bondingHigh : bondingLow;
     return 0;

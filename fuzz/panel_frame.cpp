@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "input.h"
-#include "panel/panel_link.h"
+#include "fuzz/input.h"
+#include "r8/panel/panel_link.h"
 
 namespace {
 

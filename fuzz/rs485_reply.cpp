@@ -1,11 +1,11 @@
 // Whatever is on the bus: exactly the reply passes, behind at most nine zero bytes, and no byte behind the
 // lead is taken while looking for it.
 
-#include "serial/rs485_reply.h"
+#include "r8/serial/rs485_reply.h"
 
 #include <algorithm>
 
-#include "input.h"
+#include "fuzz/input.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     size = std::min(size, Line::mostBytes);

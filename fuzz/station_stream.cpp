@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "input.h"
+#include "fuzz/input.h"
 #include "record_framer.h"
 #include "run_interpreter.h"
 #include "text.h"

@@ -4,7 +4,7 @@
 
 #include <iconv.h>
 
-#include "input.h"
+#include "fuzz/input.h"
 #include "run_interpreter.h"
 #include "text.h"
 #include "verdict.h"

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "tool_runs.h"
+#include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
 using testing::EndsWith;
@@ -35,8 +35,8 @@ std::string verdict4(const std::string& numbers) {
 }
 
 void setLines(VirtualBoard& board, unsigned inputs, unsigned outputs, const Wiring& wiring) {
-    board.control.setCpld(cpld::alarmInCount, inputs);
-    board.control.setCpld(cpld::alarmOutCount, outputs);
+    board.control.setCpld(cpld.alarmInCount, inputs);
+    board.control.setCpld(cpld.alarmOutCount, outputs);
     board.alarm.wiring = wiring;
 }
 

@@ -1,10 +1,10 @@
 // The board description: what the report prints for it, and what the tool takes the board to be.
 
-#include "board/boardinfo.h"
+#include "r8/board/boardinfo.h"
 
-#include "board/board_config.h"
-#include "board/control_device.h"
-#include "driver/report/report_channel.h"
+#include "r8/board/board_config.h"
+#include "r8/board/control_device.h"
+#include "r8/driver/report/report_channel.h"
 #include "tests/tool_runs.h"
 
 using testing::HasSubstr;

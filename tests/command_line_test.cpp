@@ -79,7 +79,7 @@ TEST(CommandLine, AcceptedFormsRunTheTestTheGivenNumberOfTimes) {
 
 TEST(CommandLine, ABoardWithoutKeysRunsNoPanelTest) {
     VirtualBoard board = VirtualBoard::healthy();
-    board.control.setCpld(cpld::panelType, 1);
+    board.control.setCpld(cpld.panelType, 1);
     const auto run = board.run({"-o", "3", "2"});
     EXPECT_EQ(run.console(), std::string(loaded) + "\n第1次测试\n\n第2次测试\n");
     EXPECT_TRUE(run.requests("open", "/dev/ttyS3").empty());

@@ -1,6 +1,6 @@
 // The network test as the operator, the interfaces and the supervising process see it.
 
-#include "net/nic.h"
+#include "r8/net/nic.h"
 #include "tests/tool_runs.h"
 
 using testing::ElementsAre;

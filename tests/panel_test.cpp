@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "r8/panel/panel_keys.h"
+#include "r8/contract/panel_frames.h"
 #include "r8/panel/panel_link.h"
 #include "tests/tool_runs.h"
 

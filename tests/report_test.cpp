@@ -5,7 +5,7 @@
 
 #include <array>
 
-#include "driver/report/report_channel.h"
+#include "r8/driver/report/report_channel.h"
 #include "tests/tool_runs.h"
 
 using testing::HasSubstr;

@@ -2,7 +2,7 @@
 
 #include <csignal>
 
-#include "tool_runs.h"
+#include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
 using testing::EndsWith;

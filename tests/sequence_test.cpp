@@ -16,7 +16,7 @@ TEST(Sequence, StepsAreNumberedOverThoseThatRun) {
                     VirtualBoard board = VirtualBoard::healthy();
                     board.control.stepGate = gateOpen ? 0 : 1;
                     board.control.setBoardTypeCode(rs485 ? 0xA247 : 0xA248);
-                    board.control.setCpld(cpld::panelType, panel ? 0 : 1);
+                    board.control.setCpld(cpld.panelType, panel ? 0 : 1);
                     const auto run = board.run(networked ? std::vector<std::string>{"netR8test"}
                                                          : std::vector<std::string>{});
                     std::string text = networked ? joined(run.records()) : run.console();

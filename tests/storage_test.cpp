@@ -1,6 +1,6 @@
 // The drive query and the SATA port test as the operator and the drives see them.
 
-#include "storage/ata_drive.h"
+#include "r8/storage/ata_drive.h"
 #include "tests/tool_runs.h"
 
 using testing::HasSubstr;
@@ -73,7 +73,7 @@ TEST(Storage, NodeNamesOfEveryPortCount) {
 
 TEST(Storage, MissingInternalPortsAreNamedInTheSummary) {
     VirtualBoard board = VirtualBoard::healthy();
-    board.control.setCpld(cpld::diskPortCount, 16);
+    board.control.setCpld(cpld.diskPortCount, 16);
     for (const char* drive : {"sda", "esda"}) {
         board.drives[drive].absent = true;
     }

@@ -97,13 +97,14 @@ TEST(Summary, NetworkedModeGivesEveryItemALine) {
         {{"cpldOk=0"}, "成功", "成功", "成功", "成功", "失败", "成功  "},
         {{"sataFailedMask=3"}, "成功", "成功", "成功", "成功", "成功", "端口1,2无连接"},
     };
-    for (auto [settings, network, rs485, alarm, usb, cpld, sata] : cases) {
+    for (auto [settings, network, rs485, alarm, usb, description, sata] : cases) {
         VirtualBoard board = VirtualBoard::healthy();
         settings.push_back("pipe=1");
         EXPECT_EQ(joined(summary(board, settings).records()),
                   head + ("网络状态      : " + network) + "  \n485口       : " + rs485 +
-                      "  \n报警口      : " + alarm + "  \nUSB口       : " + usb + "  \nCPLD       : " + cpld +
-                      "  \nSATA口       : " + sata + "\nRtc时钟       : 由检测人员判断  \n" + tail);
+                      "  \n报警口      : " + alarm + "  \nUSB口       : " + usb +
+                      "  \nCPLD       : " + description + "  \nSATA口       : " + sata +
+                      "\nRtc时钟       : 由检测人员判断  \n" + tail);
         EXPECT_EQ(board.control.gpioOutputs, 0U);  // the indicator is for who has no supervisor
     }
 }

@@ -2,7 +2,7 @@
 
 #include <set>
 
-#include "tool_runs.h"
+#include "tests/tool_runs.h"
 
 using testing::HasSubstr;
 using testing::IsEmpty;

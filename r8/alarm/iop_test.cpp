@@ -1,4 +1,4 @@
-#include "alarm/iop_test.h"
+#include "r8/alarm/iop_test.h"
 
 #include <signal.h>
 #include <stdint.h>
@@ -8,12 +8,12 @@
 
 #include <atomic>
 
-#include "board/board_config.h"
-#include "board/buzzer_watchdog.h"
-#include "board/control_device.h"
-#include "driver/report/interrupt_report.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
+#include "r8/board/board_config.h"
+#include "r8/board/buzzer_watchdog.h"
+#include "r8/board/control_device.h"
+#include "r8/driver/report/interrupt_report.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
 
 namespace {
 

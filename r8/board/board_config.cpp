@@ -1,11 +1,11 @@
-#include "board/board_config.h"
+#include "r8/board/board_config.h"
 
 #include <errno.h>
 #include <string.h>
 #include <unistd.h>
 
-#include "board/control_device.h"
-#include "driver/report/report_channel.h"
+#include "r8/board/control_device.h"
+#include "r8/driver/report/report_channel.h"
 
 BoardConfig boardConfig;
 
@@ -24,13 +24,13 @@ bool isDiskPortCount(int count) {
 }
 
 void fillBoardConfig(const CpldInfo& info) {
-    const bool mac0Used = cpldField(info, cpld::mac0Mode) != 0;
-    const int diskPorts = cpldField(info, cpld::diskPortCount);
-    const int esataPorts = cpldField(info, cpld::esataPortCount);
+    const bool mac0Used = cpldField(info, cpld.mac0Mode) != 0;
+    const int diskPorts = cpldField(info, cpld.diskPortCount);
+    const int esataPorts = cpldField(info, cpld.esataPortCount);
 
-    boardConfig.usbPortCount = static_cast<uint32_t>(cpldField(info, cpld::usbCount));
-    boardConfig.panelPresent = cpldField(info, cpld::panelType) == 0 ? 1 : 0;
-    boardConfig.poeSwitchPresent = mac0Used && isPoeSwitch(cpldField(info, cpld::mac0Phy)) ? 1 : 0;
+    boardConfig.usbPortCount = static_cast<uint32_t>(cpldField(info, cpld.usbCount));
+    boardConfig.panelPresent = cpldField(info, cpld.panelType) == 0 ? 1 : 0;
+    boardConfig.poeSwitchPresent = mac0Used && isPoeSwitch(cpldField(info, cpld.mac0Phy)) ? 1 : 0;
     boardConfig.netCardCount = mac0Used ? 2 : 1;
     if (isDiskPortCount(diskPorts)) {
         boardConfig.diskPortCount = static_cast<uint8_t>(diskPorts);
@@ -38,8 +38,8 @@ void fillBoardConfig(const CpldInfo& info) {
     if (esataPorts == 0 || esataPorts == 1) {
         boardConfig.esataPortCount = static_cast<uint8_t>(esataPorts);
     }
-    boardConfig.alarmOutCount = static_cast<uint32_t>(cpldField(info, cpld::alarmOutCount));
-    boardConfig.alarmInCount = static_cast<uint32_t>(cpldField(info, cpld::alarmInCount));
+    boardConfig.alarmOutCount = static_cast<uint32_t>(cpldField(info, cpld.alarmOutCount));
+    boardConfig.alarmInCount = static_cast<uint32_t>(cpldField(info, cpld.alarmInCount));
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
-#include "board/boardinfo.h"
+#include "r8/board/boardinfo.h"
 
 #include <stdio.h>
 #include <unistd.h>
 
-#include "board/board_config.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
+#include "r8/board/board_config.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
 
 namespace {
 
@@ -21,35 +21,35 @@ struct ValueLines {
 
 #define PRINT_CODE(format) [](int code) { reportLine(format, code); }
 
-constexpr ValueLines chipTypeLines = {cpld::chipType, {"NB-5071-3\n"}, PRINT_CODE("芯片:%#x未知\n")};
-constexpr ValueLines armClockLines = {cpld::armClock, {"ARM主频:1000MHz\n"}, PRINT_CODE("ARM主频:%#x未知\n")};
+constexpr ValueLines chipTypeLines = {cpld.chipType, {"NB-5071-3\n"}, PRINT_CODE("芯片:%#x未知\n")};
+constexpr ValueLines armClockLines = {cpld.armClock, {"ARM主频:1000MHz\n"}, PRINT_CODE("ARM主频:%#x未知\n")};
 constexpr ValueLines sdramClockLines = {
-    cpld::sdramClock, {"SDRAM频率:800MHz\n"}, PRINT_CODE("SDRAM频率:%#x未知\n")};
+    cpld.sdramClock, {"SDRAM频率:800MHz\n"}, PRINT_CODE("SDRAM频率:%#x未知\n")};
 constexpr ValueLines memoryTypeLines = {
-    cpld::memoryType,
+    cpld.memoryType,
     {"1GB(2片4Gb,1个32bit接口)\n", "512MB(2片2Gb,1个32bit接口)\n", "2GB(1片8Gb,1个32bit接口)\n"},
     PRINT_CODE("控制器位宽:%#x未知\n")};
 constexpr ValueLines talkbackLines = {
-    cpld::talkback, {"语音对讲:0\n", "语音对讲:1\n"}, PRINT_CODE("语音对讲:%#x未知\n")};
+    cpld.talkback, {"语音对讲:0\n", "语音对讲:1\n"}, PRINT_CODE("语音对讲:%#x未知\n")};
 constexpr ValueLines mac0ModeLines = {
-    cpld::mac0Mode,
+    cpld.mac0Mode,
     {"MAC0模式:关闭\n", "MAC0模式:MII\n", "MAC0模式:RMII\n", "MAC0模式:RGMII\n"},
     PRINT_CODE("MAC0模式:%#x未知\n")};
 constexpr ValueLines mac1ModeLines = {
-    cpld::mac1Mode,
+    cpld.mac1Mode,
     {"MAC1模式:关闭\n", "MAC1模式:MII\n", "MAC1模式:RMII\n", "MAC1模式:RGMII\n"},
     PRINT_CODE("MAC1模式:%#x未知\n")};
 constexpr ValueLines mac0PhyLines = {
-    cpld::mac0Phy,
+    cpld.mac0Phy,
     {"MAC0:RTL8309M\n", "MAC0:RTL8211E\n", "MAC0:IP1818+IP108A\n", "MAC0:RTL8306M\n"},
     PRINT_CODE("MAC0:%#x未知\n")};
-constexpr ValueLines mac1PhyLines = {cpld::mac1Phy, {"MAC1:RTL8211E\n"}, PRINT_CODE("MAC1:%#x未知\n")};
-constexpr ValueLines sataPmChipLines = {cpld::sataPmChip,
+constexpr ValueLines mac1PhyLines = {cpld.mac1Phy, {"MAC1:RTL8211E\n"}, PRINT_CODE("MAC1:%#x未知\n")};
+constexpr ValueLines sataPmChipLines = {cpld.sataPmChip,
                                         {"SATA PM芯片类型:无PM芯片\n", "SATA PM芯片类型:88E9705\n"},
                                         PRINT_CODE("SATA PM芯片类型:%#x未知\n")};
 constexpr ValueLines panelTypeLines = {
-    cpld::panelType, {"面板类型:有按键面板\n", "面板类型:无按键面板\n"}, PRINT_CODE("面板类型:%#x未知\n")};
-constexpr ValueLines deviceTypeLines = {cpld::deviceType,
+    cpld.panelType, {"面板类型:有按键面板\n", "面板类型:无按键面板\n"}, PRINT_CODE("面板类型:%#x未知\n")};
+constexpr ValueLines deviceTypeLines = {cpld.deviceType,
                                         {"设备类型:DVR\n", "设备类型:DVS\n", "设备类型:NVR\n"},
                                         PRINT_CODE("设备类型:%#x未知\n")};
 
@@ -119,36 +119,36 @@ void PrintCpldInfo(const CpldInfo* info) {
     const auto value = [info](CpldField field) { return cpldField(*info, field); };
 
     reportLine("=============== CPLD INFO ===============\n");
-    reportLine("pcb:QM-0x%d\n", value(cpld::pcbNumber));  // decimal behind the 0x: so the labels have it
+    reportLine("pcb:QM-0x%d\n", value(cpld.pcbNumber));  // decimal behind the 0x: so the labels have it
     printValue(*info, chipTypeLines);
     printValue(*info, armClockLines);
     printValue(*info, sdramClockLines);
     printValue(*info, memoryTypeLines);
-    reportLine("FLASH类型:%s\n", flashTypeText(value(cpld::flashType)));
-    reportLine("FLASH:%s\n", flashSizeText(value(cpld::flashSize)));
-    reportLine("VGA输出个数:%d\n", value(cpld::vgaOutCount));
-    reportLine("hdmi输出个数:%d\n", value(cpld::hdmiOutCount));
-    reportLine("cvbs输出个数:%d\n", value(cpld::cvbsOutCount));
-    printCpldDate(value(cpld::cpldDate));
-    reportLine("音频输入个数:%d\n", value(cpld::audioInCount));
+    reportLine("FLASH类型:%s\n", flashTypeText(value(cpld.flashType)));
+    reportLine("FLASH:%s\n", flashSizeText(value(cpld.flashSize)));
+    reportLine("VGA输出个数:%d\n", value(cpld.vgaOutCount));
+    reportLine("hdmi输出个数:%d\n", value(cpld.hdmiOutCount));
+    reportLine("cvbs输出个数:%d\n", value(cpld.cvbsOutCount));
+    printCpldDate(value(cpld.cpldDate));
+    reportLine("音频输入个数:%d\n", value(cpld.audioInCount));
     printValue(*info, talkbackLines);
-    reportLine("音频输出个数:%d\n", value(cpld::audioOutCount));
+    reportLine("音频输出个数:%d\n", value(cpld.audioOutCount));
     printValue(*info, mac0ModeLines);
     printValue(*info, mac1ModeLines);
     printValue(*info, mac0PhyLines);
     printValue(*info, mac1PhyLines);
-    reportLine("支持RS232个数:%d\n", value(cpld::rs232Count));
-    reportLine("支持RS485个数:%d\n", value(cpld::rs485Count));
-    if (value(cpld::rs485Count) != 0) {
-        reportLine("RS485类型:%s\n", value(cpld::rs485Duplex) == 0 ? "全双工" : "半双工");
+    reportLine("支持RS232个数:%d\n", value(cpld.rs232Count));
+    reportLine("支持RS485个数:%d\n", value(cpld.rs485Count));
+    if (value(cpld.rs485Count) != 0) {
+        reportLine("RS485类型:%s\n", value(cpld.rs485Duplex) == 0 ? "全双工" : "半双工");
     }
-    printDiskPortCount(value(cpld::diskPortCount));
+    printDiskPortCount(value(cpld.diskPortCount));
     printValue(*info, sataPmChipLines);
-    reportLine("USB个数:%d\n", value(cpld::usbCount));
+    reportLine("USB个数:%d\n", value(cpld.usbCount));
     printValue(*info, panelTypeLines);
     printValue(*info, deviceTypeLines);
-    reportLine("报警输入个数:%d\n", value(cpld::alarmInCount));
-    reportLine("报警输出个数:%d\n", value(cpld::alarmOutCount));
-    reportLine("phy0 id:%d\n", value(cpld::phy0Id));
-    reportLine("phy1 id:%d\n", value(cpld::phy1Id));
+    reportLine("报警输入个数:%d\n", value(cpld.alarmInCount));
+    reportLine("报警输出个数:%d\n", value(cpld.alarmOutCount));
+    reportLine("phy0 id:%d\n", value(cpld.phy0Id));
+    reportLine("phy1 id:%d\n", value(cpld.phy1Id));
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "board/control_device.h"
+#include "r8/board/control_device.h"
 
 // Test 1 and the full run's last step: reads the board description and prints it. 0, or -1 with a message
 // when it could not be read; runResults.cpldOk is 0 then.

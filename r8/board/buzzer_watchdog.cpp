@@ -1,11 +1,11 @@
-#include "board/buzzer_watchdog.h"
+#include "r8/board/buzzer_watchdog.h"
 
 #include <stdint.h>
 #include <stdio.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "board/control_device.h"
+#include "r8/board/control_device.h"
 
 namespace {
 

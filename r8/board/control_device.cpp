@@ -1,4 +1,4 @@
-#include "board/control_device.h"
+#include "r8/board/control_device.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -7,24 +7,12 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "board/board_config.h"
-
-BootParams bootParams;
-
 namespace {
 
 constexpr unsigned long indicatorLine = 4;
 constexpr unsigned long gpioLevelHigh = 0x100;
 
-uint16_t littleEndianWord(const uint8_t* bytes) {
-    return static_cast<uint16_t>(bytes[0] | bytes[1] << 8);
-}
-
 }  // namespace
-
-int cpldField(const CpldInfo& info, CpldField field) {
-    return littleEndianWord(info.bytes + field.offset) >> field.shift & field.mask;
-}
 
 int openControlDevice() {
     return open("/dev/zorio", O_RDWR);
@@ -43,20 +31,6 @@ int getCpldInfo(int fd, CpldInfo* record) {
     printf("ioctl get cpld error, errno=%d.\n", error);
     errno = error;
     return -1;
-}
-
-int getBootParams(int fd) {
-    BootParams answer = {};
-    if (ioctl(fd, ZORIO_GET_BOOT_PARMS, &answer) == -1) {
-        puts("ioctl ZORIO_GET_BOOT_PARMS error");
-        return 0;
-    }
-    bootParams = answer;
-    setRs485Present(littleEndianWord(bootParams.bytes + bootParamsBoardTypeCodeOffset));
-
-    uint32_t gate = 0;
-    (void)ioctl(fd, ZORIO_GET_STEP_GATE, &gate);  // a gate that can not be read counts as open
-    return gate == 0 ? 1 : 0;
 }
 
 int resetPortMultiplier(unsigned long group) {

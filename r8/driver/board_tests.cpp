@@ -1,20 +1,21 @@
-#include "driver/board_tests.h"
+#include "r8/driver/board_tests.h"
 
 #include <stdio.h>
 #include <unistd.h>
 
-#include "alarm/iop_test.h"
-#include "board/board_config.h"
-#include "board/boardinfo.h"
-#include "board/buzzer_watchdog.h"
-#include "board/control_device.h"
-#include "driver/pm_update_run.h"
-#include "net/nic.h"
-#include "panel/front_board_test.h"
-#include "rtc/rtc_test.h"
-#include "serial/485testfork.h"
-#include "storage/sata_test.h"
-#include "usb/usb_disk_test.h"
+#include "r8/alarm/iop_test.h"
+#include "r8/board/board_config.h"
+#include "r8/board/boardinfo.h"
+#include "r8/board/boot_params.h"
+#include "r8/board/buzzer_watchdog.h"
+#include "r8/board/control_device.h"
+#include "r8/driver/pm_update_run.h"
+#include "r8/net/nic.h"
+#include "r8/panel/front_board_test.h"
+#include "r8/rtc/rtc_test.h"
+#include "r8/serial/485testfork.h"
+#include "r8/storage/sata_test.h"
+#include "r8/usb/usb_disk_test.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
-#include "driver/command_line.h"
+#include "r8/driver/command_line.h"
 
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
-#include "driver/board_tests.h"
+#include "r8/driver/board_tests.h"
 
 namespace {
 

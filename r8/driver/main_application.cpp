@@ -1,4 +1,4 @@
-#include "driver/main_application.h"
+#include "r8/driver/main_application.h"
 
 #include <dirent.h>
 #include <fcntl.h>

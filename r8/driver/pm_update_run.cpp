@@ -1,12 +1,12 @@
-#include "driver/pm_update_run.h"
+#include "r8/driver/pm_update_run.h"
 
 #include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
 
-#include "board/board_config.h"
-#include "board/control_device.h"
-#include "pmfw/pm_firmware.h"
+#include "r8/board/board_config.h"
+#include "r8/board/control_device.h"
+#include "r8/pmfw/pm_firmware.h"
 
 namespace {
 

@@ -9,22 +9,24 @@
 #include <sys/select.h>
 #include <unistd.h>
 
-#include "alarm/iop_test.h"
-#include "board/board_config.h"
-#include "board/boardinfo.h"
-#include "board/buzzer_watchdog.h"
-#include "board/control_device.h"
-#include "driver/board_tests.h"
-#include "driver/command_line.h"
-#include "driver/main_application.h"
-#include "driver/report/report_channel.h"
-#include "driver/summary.h"
-#include "net/nic.h"
-#include "panel/panel_link.h"
-#include "rtc/rtc_test.h"
-#include "serial/rs485_exchange.h"
-#include "storage/sata_test.h"
-#include "usb/usb_disk_test.h"
+#include "r8/alarm/iop_test.h"
+#include "r8/board/board_config.h"
+#include "r8/board/boardinfo.h"
+#include "r8/board/boot_params.h"
+#include "r8/board/buzzer_watchdog.h"
+#include "r8/board/control_device.h"
+#include "r8/contract/report_record.h"
+#include "r8/driver/board_tests.h"
+#include "r8/driver/command_line.h"
+#include "r8/driver/main_application.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/summary.h"
+#include "r8/net/nic.h"
+#include "r8/panel/panel_link.h"
+#include "r8/rtc/rtc_test.h"
+#include "r8/serial/rs485_exchange.h"
+#include "r8/storage/sata_test.h"
+#include "r8/usb/usb_disk_test.h"
 
 namespace {
 
@@ -181,7 +183,7 @@ int fullRun() {
 }
 
 bool openReportPipe() {
-    reportPipeFd = open("/var/r8.fifo", O_WRONLY | O_NONBLOCK);
+    reportPipeFd = open(reportPipePath, O_WRONLY | O_NONBLOCK);
     if (reportPipeFd == -1) {
         reportLine("打开命名管道出错\n");
         return false;

@@ -1,4 +1,4 @@
-#include "driver/summary.h"
+#include "r8/driver/summary.h"
 
 #include <stdint.h>
 #include <stdio.h>
@@ -6,10 +6,10 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "board/board_config.h"
-#include "board/control_device.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
+#include "r8/board/board_config.h"
+#include "r8/board/control_device.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
 
 namespace {
 

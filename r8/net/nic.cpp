@@ -1,4 +1,4 @@
-#include "net/nic.h"
+#include "r8/net/nic.h"
 
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
@@ -11,10 +11,10 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "board/board_config.h"
-#include "board/control_device.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
+#include "r8/board/board_config.h"
+#include "r8/board/boot_params.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
 
 namespace {
 

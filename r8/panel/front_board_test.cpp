@@ -1,11 +1,11 @@
-#include "panel/front_board_test.h"
+#include "r8/panel/front_board_test.h"
 
 #include <stdint.h>
 #include <stdio.h>
 
-#include "driver/report/report_channel.h"
-#include "panel/panel_keys.h"
-#include "panel/panel_link.h"
+#include "r8/contract/panel_frames.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/panel/panel_link.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ constexpr char reportModule[] = "front_board_test";
 constexpr uint8_t testArgument = 4;  // of the panel's command 4
 
 constexpr int keyEvent(int keyCode) {
-    return 0x200000 | keyCode << 8;
+    return panelKeyEventType << 16 | keyCode << 8;
 }
 constexpr int menuPressed = keyEvent(menuKey);
 constexpr int upPressed = keyEvent(upKey);

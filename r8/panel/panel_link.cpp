@@ -1,4 +1,4 @@
-#include "panel/panel_link.h"
+#include "r8/panel/panel_link.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -6,16 +6,10 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "serial/deadline.h"
-#include "serial/serial_port.h"
+#include "r8/serial/deadline.h"
+#include "r8/serial/serial_port.h"
 
 namespace {
-
-constexpr uint8_t commandStart = 0xFE;
-constexpr uint8_t eventStart = 0xFF;
-constexpr int framingBytes = 3;  // start, length, checksum
-constexpr uint8_t minEventBytes = 4;
-constexpr uint8_t maxEventBytes = 40;
 
 constexpr int queryIndex = 2;
 constexpr int command4Index = 4;
@@ -24,11 +18,8 @@ constexpr long queryTimeoutSeconds = 10;
 constexpr unsigned heartbeatSeconds = 10;
 constexpr unsigned sendPollMicroseconds = 1000;
 
-constexpr uint8_t greenLamps = 0xAA;  // two bits a lamp
-constexpr uint8_t redLamps = 0x55;
-
 constexpr PanelCommand command(uint8_t code, uint8_t argument = 0) {
-    return {4, {0x30, code, argument}};
+    return {4, {panelPayloadStart, code, argument}};
 }
 
 }  // namespace
@@ -49,15 +40,15 @@ std::atomic<int> sendsInFlight{0};
 
 // Start, length and checksum around a payload; returns the frame's length.
 int frameCommand(const uint8_t* payload, int length, uint8_t* frame) {
-    frame[0] = commandStart;
-    frame[1] = static_cast<uint8_t>(length + framingBytes);
+    frame[0] = panelCommandStart;
+    frame[1] = static_cast<uint8_t>(length + panelFramingBytes);
     uint8_t sum = static_cast<uint8_t>(frame[0] + frame[1]);
     for (int i = 0; i < length; ++i) {
         frame[2 + i] = payload[i];
         sum = static_cast<uint8_t>(sum + payload[i]);
     }
     frame[2 + length] = sum;
-    return length + framingBytes;
+    return length + panelFramingBytes;
 }
 
 void sendCommand(int index) {
@@ -74,7 +65,7 @@ bool readByte(int fd, Deadline deadline, uint8_t* byte) {
 // Drops bytes until a start byte; the deadline is then what its wait was given, for the rest of the frame.
 bool huntStart(int fd, long seconds, long microseconds, Deadline* deadline) {
     uint8_t byte = 0;
-    while (byte != eventStart) {
+    while (byte != panelEventStart) {
         *deadline = seconds == 0 && microseconds == 0 ? noDeadline : deadlineIn(seconds, microseconds);
         if (!readByte(fd, *deadline, &byte)) {
             return false;
@@ -83,16 +74,12 @@ bool huntStart(int fd, long seconds, long microseconds, Deadline* deadline) {
     return true;
 }
 
-bool isEventType(uint8_t type) {
-    return type == 0x30 || (type >= 0x20 && type <= 0x22);
-}
-
 // Data and checksum of a frame whose start, length and type are read.
 int readData(int fd, Deadline deadline, uint8_t length, uint8_t type) {
-    uint8_t sum = static_cast<uint8_t>(eventStart + length + type);
+    uint8_t sum = static_cast<uint8_t>(panelEventStart + length + type);
     uint32_t value = type;
     uint8_t byte = 0;
-    for (int i = minEventBytes; i < length; ++i) {
+    for (int i = panelLeastEventBytes; i < length; ++i) {
         if (!readByte(fd, deadline, &byte)) {
             return 0;
         }
@@ -162,13 +149,13 @@ int ReadPanelFrame(int fd, long seconds, long microseconds) {
         if (!huntStart(fd, seconds, microseconds, &deadline) || !readByte(fd, deadline, &length)) {
             return 0;
         }
-        if (length < minEventBytes || length > maxEventBytes || !readByte(fd, deadline, &type)) {
+        if (length < panelLeastEventBytes || length > panelMostEventBytes || !readByte(fd, deadline, &type)) {
             return 0;
         }
-        if (isEventType(type)) {
+        if (isPanelEventType(type)) {
             return readData(fd, deadline, length, type);
         }
-        if (type == eventStart) {
+        if (type == panelEventStart) {
             return 0;
         }
     }
@@ -194,7 +181,8 @@ void SetAllPanelLamps(int fd, int mode) {
     if (mode != allLampsGreen && mode != allLampsRed) {
         return;
     }
-    const uint8_t payload[] = {0x30, 0x12, 0x00, mode == allLampsGreen ? greenLamps : redLamps};
+    const uint8_t payload[] = {panelPayloadStart, panelLampsCommand, 0x00,
+                               mode == allLampsGreen ? panelGreenLamps : panelRedLamps};
     uint8_t frame[panelFrameBytes];
     const int length = frameCommand(payload, sizeof payload, frame);
     (void)!write(fd, frame, static_cast<size_t>(length));

@@ -7,13 +7,15 @@
 
 #include <atomic>
 
-// The serial link to the front panel, a board of its own on "/dev/ttyS3" (9600 baud, raw). A frame is a start
-// byte (0xFE to the panel, 0xFF from it), the frame's length in bytes, a payload, and the sum of all bytes
-// before, modulo 256. Sending never looks at the result of write: a lost frame is not repeated.
+#include "r8/contract/panel_frames.h"
+
+// The serial link to the front panel, a board of its own on "/dev/ttyS3" (9600 baud, raw). Its
+// frames are laid out in r8/contract/panel_frames.h. Sending never looks at the result of write: a lost frame
+// is not repeated.
 
 struct PanelCommand {
     int32_t length;  // of the payload, in bytes
-    uint8_t payload[8];
+    uint8_t payload[panelPayloadBytes];
 };
 
 constexpr int panelCommandCount = 20;

@@ -1,8 +1,10 @@
-#include "pmfw/pm_access.h"
+#include "r8/pmfw/pm_access.h"
 
 #include <errno.h>
 #include <stdio.h>
 #include <sys/ioctl.h>
+
+#include "r8/contract/little_endian.h"
 
 PmState pmState;
 
@@ -11,21 +13,14 @@ namespace {
 constexpr int programPollLimit = 1000;
 constexpr int flashPollLimit = 10000;  // around erase and status writes
 
-void putLittleEndian(uint8_t* bytes, uint32_t word) {
-    bytes[0] = static_cast<uint8_t>(word);
-    bytes[1] = static_cast<uint8_t>(word >> 8);
-    bytes[2] = static_cast<uint8_t>(word >> 16);
-    bytes[3] = static_cast<uint8_t>(word >> 24);
-}
-
 void buildRecord(PmAccessMode mode, uint8_t (&record)[pmprwRecordBytes]) {
     const uint8_t target = mode == PmAccessMode::registerRead ? pmState.pmPort : pmState.flashIndex;
-    record[1] = static_cast<uint8_t>(pmState.ctrlWord);
-    putLittleEndian(record + 2, pmState.dataWord);
-    record[6] = static_cast<uint8_t>(0x80 + (target & 0x7F));
-    record[7] = static_cast<uint8_t>(mode);
-    record[9] = static_cast<uint8_t>(pmState.ctrlWord >> 8);
-    putLittleEndian(record + 10, pmState.addrWord);
+    record[pmRecord::controlLow] = static_cast<uint8_t>(pmState.ctrlWord);
+    putLittleEndian32(record + pmRecord::data, pmState.dataWord);
+    record[pmRecord::target] = static_cast<uint8_t>(pmRecord::targetBit + (target & 0x7F));
+    record[pmRecord::command] = static_cast<uint8_t>(mode);
+    record[pmRecord::controlHigh] = static_cast<uint8_t>(pmState.ctrlWord >> 8);
+    putLittleEndian32(record + pmRecord::address, pmState.addrWord);
 }
 
 int spiTransfer(uint16_t ctrlWord) {
@@ -44,8 +39,8 @@ int pmprw(PmAccessMode mode) {
     uint8_t record[pmprwRecordBytes] = {};
     buildRecord(mode, record);
     const int result = ioctl(pmState.driveFd, pmprwRequest, record);
-    pmState.dataWord = flashWord(record + 2);
-    pmState.addrWord = flashWord(record + 10);
+    pmState.dataWord = littleEndian32(record + pmRecord::data);
+    pmState.addrWord = littleEndian32(record + pmRecord::address);
     if (result < 0) {
         const int error = errno;
         printf("ERR : pmprw, ioctl fail (%d)\n", error);

@@ -1,4 +1,4 @@
-#include "pmfw/pm_check.h"
+#include "r8/pmfw/pm_check.h"
 
 #include <errno.h>
 #include <stdio.h>
@@ -6,22 +6,19 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include "pmfw/pm_access.h"
+#include "r8/contract/little_endian.h"
+#include "r8/pmfw/pm_access.h"
 
 namespace {
 
 constexpr size_t headerReadBytes = 512;
-constexpr ssize_t headerBytes = 32;
+constexpr ssize_t headerBytes = imageHeader::bytes;
 
 constexpr uint32_t probeWords = 4;
 constexpr uint32_t flashProbePattern[probeWords] = {0x00010203, 0xFFFEFDFC, 0x55AA55AA, 0xF00FFF00};
 
 uint8_t registerByte() {
     return static_cast<uint8_t>(pmState.dataWord);
-}
-
-uint32_t littleEndian16(const uint8_t* bytes) {
-    return bytes[0] + 256U * bytes[1];
 }
 
 // A size that can't be read or does not fit becomes all ones, which is no multiple of 4.
@@ -44,7 +41,8 @@ int readHeader(uint8_t (&header)[headerReadBytes]) {
 }
 
 int checkImageId(const uint8_t* header) {
-    if (header[0] != imageId0 || header[1] != imageId1 || header[3] != PmState::chipId) {
+    if (header[0] != imageHeader::id0 || header[1] != imageHeader::id1 ||
+        header[imageHeader::chipId] != pmChipId) {
         printf("ERR : chkbinfile, binfile ID error (%02Xh %02X%02Xh)\n", header[3], header[1], header[0]);
         return -1;
     }
@@ -84,7 +82,8 @@ int checkBonding(uint8_t imageBonding) {
 }
 
 int checkLength(const uint8_t* header) {
-    const uint32_t expected = littleEndian16(header + 8) + littleEndian16(header + 12);
+    const uint32_t expected = uint32_t{littleEndian16(header + imageHeader::lengthPartA)} +
+                              littleEndian16(header + imageHeader::lengthPartB);
     if (expected != pmState.imageLength) {
         printf("ERR : Binfine length is mismatch (exp: %d, act: %d)\n", static_cast<int>(expected),
                static_cast<int>(pmState.imageLength));
@@ -129,7 +128,7 @@ int chk39xdev() {
     if (result < 0) {
         return failWith("ERR : chk39xdev, read JMB39X fail1", result);
     }
-    if (registerByte() != 0x8F && registerByte() != 0xF8) {
+    if (registerByte() != pmPresence1 && registerByte() != pmPresence2) {
         printf("ERR : JMB39X device doesn't exist (%08Xh)\n", pmState.dataWord);
         return -1;
     }
@@ -139,7 +138,7 @@ int chk39xdev() {
         return failWith("ERR : chk39xdev, read JMB39X fail2", result);
     }
     pmState.revisionId = registerByte();
-    printf("INFO: JMB39X CHIP ID = %02Xh, Revision ID = %02Xh\n", PmState::chipId, pmState.revisionId);
+    printf("INFO: JMB39X CHIP ID = %02Xh, Revision ID = %02Xh\n", pmChipId, pmState.revisionId);
     return result;
 }
 
@@ -154,8 +153,8 @@ int chkbinfile() {
     if (readHeader(header) < 0 || checkImageId(header) < 0) {
         return -1;
     }
-    compareRevision(header[2]);
-    const int result = checkBonding(header[4]);
+    compareRevision(header[imageHeader::revision]);
+    const int result = checkBonding(header[imageHeader::bonding]);
     if (result < 0) {
         return result;
     }
@@ -167,8 +166,8 @@ int chkflashsts() {
     if (result < 0) {
         return failWith("ERR : chkflashsts, spiREAD fail (00000000h)", result);
     }
-    const uint8_t identification[] = {imageId0, imageId1, pmState.revisionId, PmState::chipId};
-    if (pmState.dataWord == flashWord(identification)) {
+    const uint8_t identification[] = {imageHeader::id0, imageHeader::id1, pmState.revisionId, pmChipId};
+    if (pmState.dataWord == littleEndian32(identification)) {
         puts("INFO: Flash is found by chk1");
         return 1;
     }

@@ -1,12 +1,12 @@
-#include "pmfw/pm_firmware.h"
+#include "r8/pmfw/pm_firmware.h"
 
 #include <fcntl.h>
 #include <stdio.h>
 #include <unistd.h>
 
-#include "pmfw/pm_access.h"
-#include "pmfw/pm_check.h"
-#include "pmfw/pm_flash.h"
+#include "r8/pmfw/pm_access.h"
+#include "r8/pmfw/pm_check.h"
+#include "r8/pmfw/pm_flash.h"
 
 uint32_t pmFlashUpdated = 0;
 

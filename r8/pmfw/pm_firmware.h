@@ -2,9 +2,6 @@
 
 #include <stdint.h>
 
-// The firmware image on the board: programmed byte for byte from flash address 0, at most 131,068 bytes.
-constexpr char firmwareImagePath[] = "/dav0/zor321.bin";
-
 // 1 once the current pmpfwupdate has erased and reprogrammed the flash: the chip wants a reset then.
 extern uint32_t pmFlashUpdated;
 

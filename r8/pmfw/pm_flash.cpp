@@ -1,4 +1,4 @@
-#include "pmfw/pm_flash.h"
+#include "r8/pmfw/pm_flash.h"
 
 #include <stdint.h>
 #include <stdio.h>
@@ -6,7 +6,8 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-#include "pmfw/pm_access.h"
+#include "r8/contract/little_endian.h"
+#include "r8/pmfw/pm_access.h"
 
 namespace {
 
@@ -30,7 +31,7 @@ int verifyBlock(const uint8_t* block, ssize_t length, uint32_t& address) {
             printf("ERR : verifycode, readflash fail (%08Xh)\n", address);
             return -1;
         }
-        if (word != flashWord(bytes)) {
+        if (word != littleEndian32(bytes)) {
             printf("WRN : verifycode, verify fail (%08Xh) (JMB39X = %08Xh, binfile = %02X%02X%02X%02Xh)\n",
                    address, word, bytes[3], bytes[2], bytes[1], bytes[0]);
             return 0;
@@ -65,7 +66,7 @@ int verifyBlocks(uint32_t& address) {
 int programBlock(const uint8_t* block, ssize_t length, uint32_t& address) {
     int result = 0;
     for (ssize_t j = 0; j < length; j += flashWordBytes, address += flashWordBytes) {
-        const uint32_t word = flashWord(block + j);
+        const uint32_t word = littleEndian32(block + j);
         result = writeflash(address, &word, 1);
         if (result < 0) {
             printf("ERR : uploadcode, writeflash fail (%08Xh)\n", address);

@@ -1,4 +1,4 @@
-#include "rtc/rtc_test.h"
+#include "r8/rtc/rtc_test.h"
 
 #include <fcntl.h>
 #include <linux/rtc.h>
@@ -11,10 +11,10 @@
 
 #include <atomic>
 
-#include "board/buzzer_watchdog.h"
-#include "driver/report/interrupt_report.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
+#include "r8/board/buzzer_watchdog.h"
+#include "r8/driver/report/interrupt_report.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "serial/485testfork.h"
+#include "r8/serial/485testfork.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -11,11 +11,11 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "board/buzzer_watchdog.h"
-#include "board/control_device.h"
-#include "driver/report/report_channel.h"
-#include "serial/deadline.h"
-#include "serial/serial_port.h"
+#include "r8/board/buzzer_watchdog.h"
+#include "r8/board/control_device.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/serial/deadline.h"
+#include "r8/serial/serial_port.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "serial/deadline.h"
+#include "r8/serial/deadline.h"
 
 #include <errno.h>
 #include <sys/select.h>

@@ -1,4 +1,4 @@
-#include "serial/rs485_exchange.h"
+#include "r8/serial/rs485_exchange.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -9,11 +9,12 @@
 #include <sys/select.h>
 #include <unistd.h>
 
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
-#include "serial/rs485_reply.h"
-#include "serial/rs485_transceiver.h"
-#include "serial/serial_port.h"
+#include "r8/contract/rs485_frames.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
+#include "r8/serial/rs485_reply.h"
+#include "r8/serial/rs485_transceiver.h"
+#include "r8/serial/serial_port.h"
 
 namespace {
 
@@ -21,17 +22,6 @@ constexpr char reportModule[] = "485testfork";
 constexpr unsigned settleMicroseconds = 10 * 1000;
 constexpr time_t replyTimeoutSeconds = 2;
 constexpr int maxAttempts = 2;
-constexpr size_t frameBytes = 8;
-constexpr int trialCount = 3;
-
-// 0xB5, address, command, four data bytes, and the sum of these seven, modulo 256.
-constexpr uint8_t Rs485TestFrames[trialCount][frameBytes] = {
-    {0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBE},
-    {0xB5, 0x01, 0x09, 0x00, 0x03, 0x00, 0x00, 0xC2},
-    {0xB5, 0x01, 0x08, 0x00, 0x01, 0x00, 0x00, 0xBF},
-};
-constexpr uint8_t stopFrame[frameBytes] = {0xB5, 0x01, 0x14, 0x00, 0x00, 0x00, 0x00, 0xCA};
-
 // How an attempt at the reply went, or one step of it.
 enum class Attempt {
     passed,
@@ -123,7 +113,7 @@ bool awaitReply(int fd) {
 }
 
 void runTrial(int fd, int number, int* successes, int* failures) {
-    if (WriteRs485Frame(fd, Rs485TestFrames[number - 1], frameBytes) < 0) {
+    if (WriteRs485Frame(fd, Rs485TestFrames[number - 1], rs485FrameBytes) < 0) {
         ++*failures;
         return;
     }
@@ -135,7 +125,7 @@ void runTrial(int fd, int number, int* successes, int* failures) {
         ++*failures;
         printf("RS485第 %d 次测试失败", number);
     }
-    if (WriteRs485Frame(fd, stopFrame, frameBytes) < 0) {
+    if (WriteRs485Frame(fd, rs485StopFrame, rs485FrameBytes) < 0) {
         ++*failures;
     }
 }
@@ -154,13 +144,13 @@ void Rs485ExchangeTest(const char* path) {
 
     int successes = 0;
     int failures = 0;
-    for (int number = 1; number <= trialCount; ++number) {
+    for (int number = 1; number <= rs485TrialCount; ++number) {
         runTrial(fd, number, &successes, &failures);
     }
     (void)close(fd);
     printf("RS485测试成功次数为 %d，错误次数为 %d\n", successes, failures);
 
-    runResults.rs485Failed = successes == trialCount && failures == 0 ? 0 : 1;
+    runResults.rs485Failed = successes == rs485TrialCount && failures == 0 ? 0 : 1;
     if (runResults.rs485Failed == 0) {
         reportLine("485测试成功\n");
     } else {

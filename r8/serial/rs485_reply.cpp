@@ -1,4 +1,4 @@
-#include "serial/rs485_reply.h"
+#include "r8/serial/rs485_reply.h"
 
 #include <stdio.h>
 #include <unistd.h>
@@ -6,8 +6,6 @@
 namespace {
 
 constexpr int maxLeadingZeros = 9;  // the bus idles into zero bytes before the reply
-constexpr uint8_t replyLead = 0xAA;
-constexpr Rs485Reply Rs485ExpectedReply = {{0xBB, 0x20, 0x12, 0x11, 0x22}};
 
 }  // namespace
 
@@ -23,13 +21,13 @@ Rs485Lead FindRs485ReplyLead(int fd) {
             return Rs485Lead::tooManyZeros;
         }
     }
-    return byte == replyLead ? Rs485Lead::found : Rs485Lead::missing;
+    return byte == rs485ReplyLead ? Rs485Lead::found : Rs485Lead::missing;
 }
 
 bool MatchesRs485Reply(const Rs485Reply& reply) {
     bool matches = true;
     for (size_t i = 0; i < rs485ReplyBytes; ++i) {
-        if (reply.bytes[i] != Rs485ExpectedReply.bytes[i]) {
+        if (reply.bytes[i] != Rs485ExpectedReply[i]) {
             printf("RS485匹配数据失败");
             matches = false;
         }

@@ -1,12 +1,9 @@
 #pragma once
 
-#include <stddef.h>
-#include <stdint.h>
+#include "r8/contract/rs485_frames.h"
 
 // The RS485 test device's reply to every command frame: the lead 0xAA and five fixed bytes. Messages go to
 // standard output.
-
-constexpr size_t rs485ReplyBytes = 5;  // after the lead
 
 struct Rs485Reply {
     uint8_t bytes[rs485ReplyBytes];

@@ -1,4 +1,4 @@
-#include "serial/rs485_transceiver.h"
+#include "r8/serial/rs485_transceiver.h"
 
 #include <errno.h>
 #include <stdio.h>
@@ -6,7 +6,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-#include "board/control_device.h"
+#include "r8/board/control_device.h"
 
 namespace {
 

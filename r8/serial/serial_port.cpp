@@ -1,4 +1,4 @@
-#include "serial/serial_port.h"
+#include "r8/serial/serial_port.h"
 
 #include <errno.h>
 #include <stdio.h>

@@ -1,4 +1,4 @@
-#include "storage/ata_drive.h"
+#include "r8/storage/ata_drive.h"
 
 #include <fcntl.h>
 #include <linux/fs.h>
@@ -16,8 +16,7 @@ static_assert(sizeof(long) != 4 || BLKGETSIZE == 0x1260, "the board's kernel kno
 
 namespace {
 
-constexpr uint64_t sectorBytes = 512;          // BLKGETSIZE's unit, whatever the drive's own sectors are
-constexpr size_t driveCommandHeaderBytes = 4;  // command, sector number, feature, sector count
+constexpr uint64_t sectorBytes = 512;  // BLKGETSIZE's unit, whatever the drive's own sectors are
 
 constexpr AtaTextField textFields[] = {ataSerialNumber, ataModelNumber, ataFirmwareRevision};
 

@@ -1,13 +1,13 @@
-#include "storage/sata_test.h"
+#include "r8/storage/sata_test.h"
 
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
 
-#include "board/board_config.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
-#include "storage/ata_drive.h"
+#include "r8/board/board_config.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
+#include "r8/storage/ata_drive.h"
 
 namespace {
 

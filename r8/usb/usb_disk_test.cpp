@@ -1,4 +1,4 @@
-#include "usb/usb_disk_test.h"
+#include "r8/usb/usb_disk_test.h"
 
 #include <dirent.h>
 #include <stdint.h>
@@ -10,8 +10,8 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
 
 namespace {
 

@@ -10,19 +10,19 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "board/board_config.h"
-#include "board/buzzer_watchdog.h"
-#include "driver/pm_update_run.h"
-#include "driver/report/report_channel.h"
-#include "driver/report/run_results.h"
-#include "driver/summary.h"
-#include "net/nic.h"
-#include "panel/front_board_test.h"
-#include "serial/485testfork.h"
-#include "serial/rs485_exchange.h"
-#include "serial/serial_port.h"
-#include "storage/sata_test.h"
-#include "usb/usb_disk_test.h"
+#include "r8/board/board_config.h"
+#include "r8/board/buzzer_watchdog.h"
+#include "r8/driver/pm_update_run.h"
+#include "r8/driver/report/report_channel.h"
+#include "r8/driver/report/run_results.h"
+#include "r8/driver/summary.h"
+#include "r8/net/nic.h"
+#include "r8/panel/front_board_test.h"
+#include "r8/serial/485testfork.h"
+#include "r8/serial/rs485_exchange.h"
+#include "r8/serial/serial_port.h"
+#include "r8/storage/sata_test.h"
+#include "r8/usb/usb_disk_test.h"
 
 namespace {
 

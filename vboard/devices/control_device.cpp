@@ -2,44 +2,46 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace vboard {
 
 namespace {
 
 constexpr std::pair<const char*, CpldField> cpldFields[] = {
-    {"pcbNumber", cpld::pcbNumber},
-    {"sdramClock", cpld::sdramClock},
-    {"memoryType", cpld::memoryType},
-    {"chipType", cpld::chipType},
-    {"armClock", cpld::armClock},
-    {"flashType", cpld::flashType},
-    {"flashSize", cpld::flashSize},
-    {"cpldDate", cpld::cpldDate},
-    {"panelType", cpld::panelType},
-    {"deviceType", cpld::deviceType},
-    {"talkback", cpld::talkback},
-    {"audioInCount", cpld::audioInCount},
-    {"audioOutCount", cpld::audioOutCount},
-    {"mac0Mode", cpld::mac0Mode},
-    {"mac1Mode", cpld::mac1Mode},
-    {"mac1Phy", cpld::mac1Phy},
-    {"mac0Phy", cpld::mac0Phy},
-    {"phy1Id", cpld::phy1Id},
-    {"phy0Id", cpld::phy0Id},
-    {"sataPmChip", cpld::sataPmChip},
-    {"esataPortCount", cpld::esataPortCount},
-    {"diskPortCount", cpld::diskPortCount},
-    {"usbCount", cpld::usbCount},
-    {"alarmOutCount", cpld::alarmOutCount},
-    {"alarmInCount", cpld::alarmInCount},
-    {"cvbsOutCount", cpld::cvbsOutCount},
-    {"vgaOutCount", cpld::vgaOutCount},
-    {"hdmiOutCount", cpld::hdmiOutCount},
-    {"rs485Duplex", cpld::rs485Duplex},
-    {"rs232Count", cpld::rs232Count},
-    {"rs485Count", cpld::rs485Count},
+    {"pcbNumber", cpld.pcbNumber},
+    {"sdramClock", cpld.sdramClock},
+    {"memoryType", cpld.memoryType},
+    {"chipType", cpld.chipType},
+    {"armClock", cpld.armClock},
+    {"flashType", cpld.flashType},
+    {"flashSize", cpld.flashSize},
+    {"cpldDate", cpld.cpldDate},
+    {"panelType", cpld.panelType},
+    {"deviceType", cpld.deviceType},
+    {"talkback", cpld.talkback},
+    {"audioInCount", cpld.audioInCount},
+    {"audioOutCount", cpld.audioOutCount},
+    {"mac0Mode", cpld.mac0Mode},
+    {"mac1Mode", cpld.mac1Mode},
+    {"mac1Phy", cpld.mac1Phy},
+    {"mac0Phy", cpld.mac0Phy},
+    {"phy1Id", cpld.phy1Id},
+    {"phy0Id", cpld.phy0Id},
+    {"sataPmChip", cpld.sataPmChip},
+    {"esataPortCount", cpld.esataPortCount},
+    {"diskPortCount", cpld.diskPortCount},
+    {"usbCount", cpld.usbCount},
+    {"alarmOutCount", cpld.alarmOutCount},
+    {"alarmInCount", cpld.alarmInCount},
+    {"cvbsOutCount", cpld.cvbsOutCount},
+    {"vgaOutCount", cpld.vgaOutCount},
+    {"hdmiOutCount", cpld.hdmiOutCount},
+    {"rs485Duplex", cpld.rs485Duplex},
+    {"rs232Count", cpld.rs232Count},
+    {"rs485Count", cpld.rs485Count},
 };
+static_assert(std::size(cpldFields) == cpldFieldCount, "a scenario can set every field of the description");
 
 template <typename Record>
 void fill(std::span<std::uint8_t> data, const Record& record) {
@@ -56,15 +58,12 @@ void setBit(std::uint64_t& word, std::uint64_t bit, bool on) {
 void ControlDevice::setCpld(CpldField field, unsigned value) {
     std::uint8_t* bytes = cpld.bytes + field.offset;
     const unsigned mask = static_cast<unsigned>(field.mask) << field.shift;
-    const unsigned word = static_cast<unsigned>(bytes[0] | bytes[1] << 8);
-    const unsigned changed = (word & ~mask) | (value << field.shift & mask);
-    bytes[0] = static_cast<std::uint8_t>(changed);
-    bytes[1] = static_cast<std::uint8_t>(changed >> 8);
+    const unsigned word = littleEndian16(bytes);
+    putLittleEndian16(bytes, static_cast<std::uint16_t>((word & ~mask) | (value << field.shift & mask)));
 }
 
 void ControlDevice::setBoardTypeCode(std::uint16_t code) {
-    bootParams.bytes[bootParamsBoardTypeCodeOffset] = static_cast<std::uint8_t>(code);
-    bootParams.bytes[bootParamsBoardTypeCodeOffset + 1] = static_cast<std::uint8_t>(code >> 8);
+    putLittleEndian16(bootParams.bytes + bootParamsBoardTypeCodeOffset, code);
 }
 
 void ControlDevice::setMacAddress(int card, const std::array<std::uint8_t, macAddressBytes>& address) {

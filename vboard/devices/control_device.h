@@ -4,7 +4,9 @@
 #include <string>
 #include <vector>
 
-#include "r8/board/control_device.h"
+#include "r8/contract/boot_record.h"
+#include "r8/contract/control_requests.h"
+#include "r8/contract/cpld_record.h"
 #include "vboard/devices/alarm_fixture.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/kernel/machine.h"

@@ -6,22 +6,20 @@
 #include <cstring>
 #include <limits>
 
-#include "r8/pmfw/pm_access.h"
+#include "r8/contract/ata_identity.h"
+#include "r8/contract/port_multiplier.h"
 #include "vboard/wire.h"
 
 namespace vboard {
 
 namespace {
 
-constexpr std::size_t registerBytes = 4;  // HDIO_DRIVE_CMD's, before the sector
-constexpr std::size_t sectorBytes = 512;
-constexpr std::uint8_t identifyDevice = 0xEC;
 constexpr std::uint8_t driveReady = 0x50;  // status: ready, seek complete
 
 // ATA strings: blanks to the end of the field, the first character of each pair in the word's high byte.
-void putText(std::uint8_t* field, std::size_t length, const std::string& text) {
-    for (std::size_t i = 0; i < length; ++i) {
-        field[i ^ 1] = static_cast<std::uint8_t>(i < text.size() ? text[i] : ' ');
+void putText(std::uint8_t* identity, AtaTextField field, const std::string& text) {
+    for (std::size_t i = 0; i < field.length; ++i) {
+        identity[field.offset + (i ^ 1)] = static_cast<std::uint8_t>(i < text.size() ? text[i] : ' ');
     }
 }
 
@@ -52,7 +50,7 @@ Result Drive::ioctl(const IoctlRequest& request) {
         case HDIO_DRIVE_CMD:
             return driveCommand(request.data);
         case wire::blockBytes:
-            return unsized ? Result::failure(EIO) : putSize(request.data, sectors * sectorBytes);
+            return unsized ? Result::failure(EIO) : putSize(request.data, sectors * ataSectorBytes);
         case wire::blockSectors:
             if (sectors > std::numeric_limits<std::uint32_t>::max()) {
                 return Result::failure(EFBIG);  // more than the board's 32-bit kernel can say
@@ -66,8 +64,8 @@ Result Drive::ioctl(const IoctlRequest& request) {
 }
 
 Result Drive::driveCommand(std::span<std::uint8_t> registers) const {
-    const bool identifies = registers.size() == registerBytes + sectorBytes &&
-                            registers[0] == identifyDevice && registers[3] == 1;
+    const bool identifies = registers.size() == driveCommandHeaderBytes + ataSectorBytes &&
+                            registers[0] == ataIdentifyDevice && registers[3] == 1;
     if (!identifies) {
         return Result::refusal(EIO);
     }
@@ -76,10 +74,10 @@ Result Drive::driveCommand(std::span<std::uint8_t> registers) const {
     }
     std::fill(registers.begin(), registers.end(), std::uint8_t{0});
     registers[0] = driveReady;
-    std::uint8_t* identity = registers.data() + registerBytes;
-    putText(identity + 20, 20, serial);
-    putText(identity + 46, 8, firmware);
-    putText(identity + 54, 40, model);
+    std::uint8_t* identity = registers.data() + driveCommandHeaderBytes;
+    putText(identity, ataSerialNumber, serial);
+    putText(identity, ataFirmwareRevision, firmware);
+    putText(identity, ataModelNumber, model);
     return {};
 }
 

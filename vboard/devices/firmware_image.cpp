@@ -3,35 +3,21 @@
 #include <algorithm>
 #include <random>
 
-#include "r8/pmfw/pm_access.h"
-#include "r8/pmfw/pm_check.h"
-#include "r8/pmfw/pm_firmware.h"
+#include "r8/contract/little_endian.h"
+#include "r8/contract/port_multiplier.h"
 
 namespace vboard {
 
-namespace {
-
-constexpr std::size_t lengthPartA = 8;  // offsets of the header's two 16-bit parts of the length
-constexpr std::size_t lengthPartB = 12;
-constexpr std::size_t headerBytes = 32;
-
-void put16(std::vector<std::uint8_t>& bytes, std::size_t offset, std::uint32_t value) {
-    bytes[offset] = static_cast<std::uint8_t>(value);
-    bytes[offset + 1] = static_cast<std::uint8_t>(value >> 8);
-}
-
-}  // namespace
-
 std::vector<std::uint8_t> firmwareImage(std::uint32_t size, std::uint8_t revision, std::uint8_t bonding,
                                         unsigned seed) {
-    std::vector<std::uint8_t> image(std::max<std::size_t>(size, headerBytes), 0);
+    std::vector<std::uint8_t> image(std::max<std::size_t>(size, imageHeader::bytes), 0);
     std::mt19937 random(seed);
-    std::generate(image.begin() + headerBytes, image.end(),
+    std::generate(image.begin() + imageHeader::bytes, image.end(),
                   [&random] { return static_cast<std::uint8_t>(random()); });
-    const std::uint8_t start[] = {imageId0, imageId1, revision, PmState::chipId, bonding};
+    const std::uint8_t start[] = {imageHeader::id0, imageHeader::id1, revision, pmChipId, bonding};
     std::copy(std::begin(start), std::end(start), image.begin());
-    put16(image, lengthPartA, size - size / 2);
-    put16(image, lengthPartB, size / 2);
+    putLittleEndian16(image.data() + imageHeader::lengthPartA, static_cast<std::uint16_t>(size - size / 2));
+    putLittleEndian16(image.data() + imageHeader::lengthPartB, static_cast<std::uint16_t>(size / 2));
     image.resize(size);
     return image;
 }

@@ -5,24 +5,15 @@
 #include <stdexcept>
 #include <utility>
 
-#include "r8/panel/panel_keys.h"
+#include "r8/contract/panel_frames.h"
 #include "vboard/kernel/trace.h"
 
 namespace vboard {
 
 namespace {
 
-constexpr std::uint8_t commandStart = 0xFE;
-constexpr std::uint8_t eventStart = 0xFF;
-constexpr std::uint8_t keyEventType = 0x20;
-constexpr std::uint8_t firstPayloadByte = 0x30;
-constexpr std::size_t leastFrameBytes = 7;
-constexpr std::size_t mostFrameBytes = 11;
-constexpr std::uint8_t queryCommand = 0x02;
-constexpr std::uint8_t heartbeatCommand = 0x06;
-constexpr std::uint8_t lampsCommand = 0x12;
-constexpr std::uint8_t greenPattern = 0xAA;
-constexpr std::uint8_t redPattern = 0x55;
+constexpr std::size_t leastFrameBytes = panelFramingBytes + 4;  // shorter payloads are no command
+constexpr std::size_t mostFrameBytes = panelFramingBytes + panelPayloadBytes;
 
 template <typename Iterator>
 std::uint8_t sumOf(Iterator begin, Iterator end) {
@@ -33,7 +24,7 @@ std::uint8_t sumOf(Iterator begin, Iterator end) {
 
 std::vector<std::uint8_t> FrontPanel::frame(const std::vector<std::uint8_t>& typeAndData) {
     std::vector<std::uint8_t> bytes(typeAndData.size() + 2);
-    bytes[0] = eventStart;
+    bytes[0] = panelEventStart;
     bytes[1] = static_cast<std::uint8_t>(typeAndData.size() + 3);
     std::copy(typeAndData.begin(), typeAndData.end(), bytes.begin() + 2);
     bytes.push_back(sumOf(bytes.begin(), bytes.end()));
@@ -45,7 +36,7 @@ std::vector<std::uint8_t> FrontPanel::keyFrame(const std::string& key) {
     if (key.empty() || found == std::end(PanelKeyNames)) {
         throw std::out_of_range("the panel has no key " + key);
     }
-    return frame({keyEventType, static_cast<std::uint8_t>(found - std::begin(PanelKeyNames)), 0x00});
+    return frame({panelKeyEventType, static_cast<std::uint8_t>(found - std::begin(PanelKeyNames)), 0x00});
 }
 
 void FrontPanel::press(const std::vector<std::string>& keys, Time spacing) {
@@ -58,7 +49,7 @@ void FrontPanel::press(const std::vector<std::string>& keys, Time spacing) {
 std::string FrontPanel::frameTexts() const {
     std::string text;
     for (const TimedBytes& got : frames) {
-        if (got.bytes[3] != heartbeatCommand) {
+        if (got.bytes[3] != panelHeartbeatCommand) {
             text += hexText(got.bytes.data(), got.bytes.size()) + "\n";
         }
     }
@@ -109,7 +100,7 @@ void FrontPanel::plugIn(Machine& machine) {
 void FrontPanel::hear(std::uint8_t byte) {
     received_.push_back(byte);
     const std::size_t length = received_.size() < 2 ? leastFrameBytes : received_[1];
-    if (received_[0] != commandStart || length < leastFrameBytes || length > mostFrameBytes) {
+    if (received_[0] != panelCommandStart || length < leastFrameBytes || length > mostFrameBytes) {
         ++badFrames;
         received_.clear();
         return;
@@ -117,8 +108,8 @@ void FrontPanel::hear(std::uint8_t byte) {
     if (received_.size() < length) {
         return;
     }
-    const bool isGood =
-        received_[2] == firstPayloadByte && received_.back() == sumOf(received_.begin(), received_.end() - 1);
+    const bool isGood = received_[2] == panelPayloadStart &&
+                        received_.back() == sumOf(received_.begin(), received_.end() - 1);
     if (isGood) {
         frames.push_back({clock_->now(), received_});
         obey(received_);
@@ -129,11 +120,13 @@ void FrontPanel::hear(std::uint8_t byte) {
 }
 
 void FrontPanel::obey(const std::vector<std::uint8_t>& frame) {
-    if (frame[3] == queryCommand) {
+    if (frame[3] == panelQueryCommand) {
         keysWaitForLamps_ = true;
         line.sendLater(answer);
-    } else if (frame[3] == lampsCommand) {
-        lamps = frame[5] == greenPattern ? Lamps::green : frame[5] == redPattern ? Lamps::red : Lamps::off;
+    } else if (frame[3] == panelLampsCommand) {
+        lamps = frame[5] == panelGreenLamps ? Lamps::green
+                : frame[5] == panelRedLamps ? Lamps::red
+                                            : Lamps::off;
         if (std::exchange(keysWaitForLamps_, false)) {
             line.sendLater(sends);
         }

@@ -3,41 +3,21 @@
 #include <algorithm>
 #include <numeric>
 
-#include "r8/pmfw/pm_access.h"
+#include "r8/contract/little_endian.h"
+#include "r8/contract/port_multiplier.h"
 #include "vboard/devices/firmware_image.h"
 
 namespace vboard {
 
 namespace {
 
-constexpr std::size_t controlLow = 1;  // offsets in the record
-constexpr std::size_t dataOffset = 2;
-constexpr std::size_t deviceOffset = 6;
-constexpr std::size_t commandOffset = 7;
-constexpr std::size_t controlHigh = 9;
-constexpr std::size_t addressOffset = 10;
 constexpr std::size_t unusedOffsets[] = {0, 8, 14, 15};
 
-constexpr std::uint8_t deviceBit = 0x80;  // always set; below it the port or the number of the flash
-constexpr unsigned olderSeed = 0;         // content of an image before the board's own
-
-void putWord(std::span<std::uint8_t> bytes, std::uint32_t word) {
-    for (unsigned k = 0; k < flashWordBytes; ++k) {
-        bytes[k] = static_cast<std::uint8_t>(word >> 8 * k);
-    }
-}
-
-std::uint32_t wordAt(std::span<const std::uint8_t> bytes) {
-    std::uint32_t word = 0;
-    for (unsigned k = 0; k < flashWordBytes; ++k) {
-        word |= static_cast<std::uint32_t>(bytes[k]) << 8 * k;
-    }
-    return word;
-}
+constexpr unsigned olderSeed = 0;  // content of an image before the board's own
 
 bool isAddressed(std::span<const std::uint8_t> record, std::uint8_t target, PmAccessMode mode) {
-    return record[deviceOffset] == (deviceBit | target) &&
-           record[commandOffset] == static_cast<std::uint8_t>(mode);
+    return record[pmRecord::target] == (pmRecord::targetBit | target) &&
+           record[pmRecord::command] == static_cast<std::uint8_t>(mode);
 }
 
 // Replaces the lowest byte: the registers above it come back as they went out.
@@ -97,9 +77,10 @@ Result PortMultiplier::pmprw(const IoctlRequest& request) {
                     [record](std::size_t offset) { return record[offset] != 0; })) {
         return Result::refusal(EINVAL);
     }
-    const auto control = static_cast<std::uint16_t>(record[controlLow] | record[controlHigh] << 8);
-    const std::uint32_t address = wordAt(record.subspan(addressOffset));
-    std::uint32_t data = wordAt(record.subspan(dataOffset));
+    const auto control =
+        static_cast<std::uint16_t>(record[pmRecord::controlLow] | record[pmRecord::controlHigh] << 8);
+    const std::uint32_t address = littleEndian32(record.data() + pmRecord::address);
+    std::uint32_t data = littleEndian32(record.data() + pmRecord::data);
     const bool known =
         isAddressed(record, pmControlPort, PmAccessMode::registerRead)
             ? control == pmControl::readRegister && readRegister(address, data)
@@ -108,7 +89,7 @@ Result PortMultiplier::pmprw(const IoctlRequest& request) {
         return Result::refusal(EINVAL);
     }
     ++requests[control];
-    putWord(record.subspan(dataOffset), data);
+    putLittleEndian32(record.data() + pmRecord::data, data);
     return {requestValue};
 }
 

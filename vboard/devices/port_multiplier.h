@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "r8/pmfw/pm_check.h"
+#include "r8/contract/port_multiplier.h"
 #include "vboard/devices/spi_flash.h"
 #include "vboard/kernel/machine.h"
 #include "vboard/section.h"
@@ -17,7 +17,7 @@ class PortMultiplier : public Device {
   public:
     // To set before a run.
     std::vector<std::string> disks;  // letters of "/dev/sd?", those that are plugged in
-    std::map<std::uint32_t, std::uint8_t> registers = {{pmRegister::presence, 0x8F}};
+    std::map<std::uint32_t, std::uint8_t> registers = {{pmRegister::presence, pmPresence1}};
     std::int64_t requestValue = 0;  // what the SATA driver returns for a request that worked
     SpiFlash flash;
 

@@ -1,26 +1,26 @@
 #include "vboard/devices/rs485_bus.h"
 
 #include <algorithm>
+#include <iterator>
 #include <numeric>
+
+#include "r8/contract/rs485_frames.h"
 
 namespace vboard {
 
 namespace {
 
-constexpr std::size_t frameBytes = 8;
-constexpr std::uint8_t frameStart = 0xB5;
-constexpr std::uint8_t deviceAddress = 0x01;
-constexpr std::uint8_t stopCommand = 0x14;
-
 bool isGood(const std::vector<std::uint8_t>& frame) {
     const auto sum = static_cast<std::uint8_t>(std::accumulate(frame.begin(), frame.end() - 1, 0U));
-    return frame[0] == frameStart && frame[1] == deviceAddress && frame.back() == sum;
+    return frame[0] == rs485FrameStart && frame[1] == rs485DeviceAddress && frame.back() == sum;
 }
 
 }  // namespace
 
 std::vector<std::uint8_t> goodAnswer() {
-    return {0xAA, 0xBB, 0x20, 0x12, 0x11, 0x22};
+    std::vector<std::uint8_t> answer(1 + rs485ReplyBytes, rs485ReplyLead);
+    std::copy(std::begin(Rs485ExpectedReply), std::end(Rs485ExpectedReply), answer.begin() + 1);
+    return answer;
 }
 
 void Rs485Bus::configure(Section& section) {
@@ -75,8 +75,8 @@ void Rs485Bus::drive(std::uint8_t byte) {
 
 void Rs485Bus::hear(std::uint8_t byte) {
     received_.push_back(byte);
-    const bool isStarted = received_[0] == frameStart;
-    if (isStarted && received_.size() < frameBytes) {
+    const bool isStarted = received_[0] == rs485FrameStart;
+    if (isStarted && received_.size() < rs485FrameBytes) {
         return;
     }
     if (isStarted && isGood(received_)) {
@@ -89,7 +89,7 @@ void Rs485Bus::hear(std::uint8_t byte) {
 }
 
 void Rs485Bus::answerCommand() {
-    if (received_[2] == stopCommand) {
+    if (received_[2] == rs485StopCommand) {
         return;
     }
     const std::size_t index = commandCount_++;

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "r8/pmfw/pm_access.h"
+#include "r8/contract/port_multiplier.h"
 
 namespace vboard {
 

@@ -15,16 +15,17 @@
 
 #include <algorithm>
 
-#include "r8/board/control_device.h"
-#include "r8/pmfw/pm_access.h"
+#include "r8/contract/ata_identity.h"
+#include "r8/contract/boot_record.h"
+#include "r8/contract/control_requests.h"
+#include "r8/contract/cpld_record.h"
+#include "r8/contract/port_multiplier.h"
 #include "vboard/preload/connection.h"
 
 using vboard::preload::Exchange;
 using vboard::wire::Call;
 
 namespace {
-
-constexpr std::size_t ataDriveCommandBytes = 4 + 512;
 
 struct ArgumentSize {
     unsigned long request;
@@ -38,7 +39,7 @@ constexpr ArgumentSize argumentSizes[] = {
     {ZORIO_GET_STEP_GATE, sizeof(uint32_t)}, {ZORIO_GET_CHIP_TEMP, sizeof(int8_t)},
     {ZORIO_SET_BUZZER, sizeof(uint8_t)},     {ZORIO_ALARM_INIT, sizeof(uint32_t)},
     {ZORIO_SET_ALARM_OUT, sizeof(uint8_t)},  {ZORIO_GET_ALARM_IN, sizeof(uint16_t)},
-    {RTC_RD_TIME, sizeof(rtc_time)},         {HDIO_DRIVE_CMD, ataDriveCommandBytes},
+    {RTC_RD_TIME, sizeof(rtc_time)},         {HDIO_DRIVE_CMD, driveCommandHeaderBytes + ataSectorBytes},
     {pmprwRequest, pmprwRecordBytes},
 };
 

@@ -1,4 +1,4 @@
-#include "driver/report/interrupt_report.h"
+#include "r8/driver/report/interrupt_report.h"
 
 #include <stddef.h>
 #include <unistd.h>

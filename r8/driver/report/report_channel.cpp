@@ -1,4 +1,4 @@
-#include "driver/report/report_channel.h"
+#include "r8/driver/report/report_channel.h"
 
 #include <errno.h>
 #include <stdarg.h>
@@ -8,19 +8,12 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "r8/contract/report_record.h"
+
 int consoleMode = 1;
 int reportPipeFd = -1;
 
 namespace {
-
-constexpr size_t textBytes = 1024;  // with the terminating NUL
-
-struct ReportRecord {
-    uint32_t reserved = 0;
-    uint32_t length = 0;
-    char text[textBytes] = {};
-};
-static_assert(sizeof(ReportRecord) == 8 + textBytes, "the record goes to the pipe as it lies in memory");
 
 __attribute__((format(printf, 2, 0))) void formatText(ReportRecord& record, const char* format,
                                                       va_list arguments) {

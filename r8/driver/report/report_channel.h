@@ -2,11 +2,7 @@
 
 // The one channel for lines that the operator reads: standard output in console mode, records on the named
 // pipe in networked mode. Main thread only (the RS485 loop-back's forked reader works on its own copy).
-//
-// A record on the pipe, host byte order (the board is little-endian), always one write(2):
-//   0  4 bytes  reserved, always 0
-//   4  4 bytes  length of the text in bytes, 0..1023
-//   8  length   the text as it would have been printed (GBK, line breaks included), no NUL
+// A record on the pipe is laid out in r8/contract/report_record.h.
 
 // Non-zero: report lines go to standard output; 0: to the pipe. Set by the driver only.
 extern int consoleMode;

@@ -1,3 +1,3 @@
-#include "driver/report/run_results.h"
+#include "r8/driver/report/run_results.h"
 
 RunResults runResults;

@@ -1,0 +1,24 @@
+#include "r8/board/boot_params.h"
+
+#include <stdio.h>
+#include <sys/ioctl.h>
+
+#include "r8/board/board_config.h"
+#include "r8/contract/control_requests.h"
+#include "r8/contract/little_endian.h"
+
+BootParams bootParams;
+
+int getBootParams(int fd) {
+    BootParams answer = {};
+    if (ioctl(fd, ZORIO_GET_BOOT_PARMS, &answer) == -1) {
+        puts("ioctl ZORIO_GET_BOOT_PARMS error");
+        return 0;
+    }
+    bootParams = answer;
+    setRs485Present(littleEndian16(bootParams.bytes + bootParamsBoardTypeCodeOffset));
+
+    uint32_t gate = 0;
+    (void)ioctl(fd, ZORIO_GET_STEP_GATE, &gate);  // a gate that can not be read counts as open
+    return gate == 0 ? 1 : 0;
+}
