@@ -3,6 +3,7 @@
 
 #include "fuzz/input.h"
 #include "vboard/board.h"
+#include "vboard/scenario/scenario.h"
 
 namespace {
 

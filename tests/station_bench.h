@@ -15,6 +15,7 @@
 #include "files.h"
 #include "run.h"
 #include "vboard/board.h"
+#include "vboard/scenario/scenario.h"
 
 namespace station_test {
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "vboard/board.h"
+#include "vboard/scenario/scenario.h"
 
 // Runs of the tool as the tests of several rooms need them.
 

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "tests/tool_runs.h"
+#include "vboard/launcher/verdict.h"
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
@@ -120,10 +121,20 @@ TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
     EXPECT_EQ(run.console(),
               "open /etc/passwd: No such file or directory\nioctl 0x1234: Inappropriate ioctl for device\n"
               "system: 32512\nmount: No such file or directory\n");
-    EXPECT_TRUE(run.anyRefused());
-    EXPECT_THAT(toText(run.trace), HasSubstr("ioctl 0x1234 /dev/zorio 0x0 = -1 ENOTTY REFUSED"));
+    EXPECT_THAT(toText(run.trace), HasSubstr("ioctl 0x1234 /dev/zorio = -1 ENOTTY REFUSED"));
+    EXPECT_THAT(run.refusals(), testing::SizeIs(2));
+    EXPECT_EQ(vboard::statusOf(run), 3);  // although the tool ended well
     EXPECT_THAT(toText(run.trace), HasSubstr("system touch /tmp/escaped = 32512 REFUSED"));
     EXPECT_FALSE(std::filesystem::exists("/tmp/escaped"));
+}
+
+TEST(VirtualBoard, ARunWithARefusalHasNoVerdict) {
+    VirtualBoard board = VirtualBoard::healthy();
+    auto run = board.run(fullRun);
+    EXPECT_EQ(vboard::verdictOf(run).status, 0);
+    run.trace.front().refused = true;
+    EXPECT_EQ(vboard::verdictOf(run).status, 3);
+    EXPECT_EQ(vboard::statusOf(run), 3);
 }
 
 // Without the preload library a tool would find the host's hardware: better no run at all.

@@ -21,33 +21,9 @@
 #include "vboard/kernel/machine.h"
 #include "vboard/kernel/session.h"
 #include "vboard/kernel/tool_process.h"
-#include "vboard/scenario.h"
+#include "vboard/run.h"
 
 namespace vboard {
-
-// What a run of the tool showed; see SessionResult for the rest. Texts are UTF-8.
-struct Run : SessionResult {
-    std::vector<std::string> writes;  // what each write(2) on the named pipe brought, bytes
-
-    bool exited() const;     // ended by itself, not by a signal
-    int exitStatus() const;  // -1 when it did not
-    int signal() const;      // that ended it, 0 for none
-
-    std::string console() const { return decodeGbk(output); }  // standard output
-    std::vector<std::string> records() const;                  // the texts of the records on the named pipe
-    bool sawEndMarker() const;                                 // the last line of a full run, in either mode
-
-    // The items that the summary of a full run calls failed, in its own words.
-    std::vector<std::string> failedItems() const;
-
-    // Every request of that name ("ZORIO_SET_BUZZER", "open", ...), and only there if a path is given.
-    std::vector<TraceEntry> requests(const std::string& name, const std::string& where = "") const;
-    int beeps() const;  // times that the buzzer was switched on
-    bool anyRefused() const;
-
-    // Strict: throws std::runtime_error on bytes that are no GBK text.
-    static std::string decodeGbk(const std::string& bytes);
-};
 
 // How the launcher and the tests start the tool: from the environment (VBOARD_TOOL, VBOARD_PRELOAD,
 // VBOARD_EMULATOR with words between blanks), else the tool of this build.
@@ -82,7 +58,8 @@ class VirtualBoard {
     VirtualBoard(const VirtualBoard&) = delete;
     VirtualBoard& operator=(const VirtualBoard&) = delete;
 
-    explicit VirtualBoard(const std::string& scenario) { loadScenario(*this, scenario); }
+    // As loadScenario sets it up (scenario/scenario.h).
+    explicit VirtualBoard(const std::string& scenario);
     static VirtualBoard healthy() { return VirtualBoard("healthy"); }
 
     // Runs the tool with these arguments; the other form says everything about the command.
@@ -90,6 +67,9 @@ class VirtualBoard {
     Run run(const ToolCommand& command);
 
     void configure(Section& section);  // a whole scenario
+
+    // Puts everything into the board, as run does first.
+    void plugInto(Machine& machine);
 
   private:
     std::vector<Device*> devices();

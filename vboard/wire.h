@@ -33,7 +33,8 @@ enum class Call : std::uint32_t {
     write,         // data
     lseek,         // arguments: offset, whence
     fdatasync,     //
-    ioctl,         // arguments: request, value; data: what the argument points to, both ways
+    ioctl,         // arguments: request, value, 0 or withoutShape; data: what the argument points to, both
+                   // ways; nothing comes back from a request that only hands something to the driver
     select,        // arguments: read set, write set (bit n: descriptor n), nanoseconds or -1; values: sets,
                    // nanoseconds left
     tcgetattr,     // reply data: struct termios
@@ -74,6 +75,9 @@ static_assert(requestHeaderBytes == 40 && replyHeaderBytes == 64, "same layout o
 // preload library translates. The size goes over the wire as 64 bits for both.
 constexpr std::uint32_t blockSectors = 0x00001260;
 constexpr std::uint32_t blockBytes = 0x80041272;
+
+// Of an ioctl request whose argument nobody knows the shape of: neither value nor data go with it.
+constexpr std::int64_t withoutShape = 1;
 
 // Environment variable with the number of the first task's connection.
 constexpr char connectionVariable[] = "VBOARD_CONNECTION";

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "vboard/kernel/machine.h"
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 
@@ -16,7 +16,7 @@ class ClockChip : public Device, public Node {
 
     void configure(Section& section);  // [clockChip]
     void plugIn(Machine& machine) override;
-    std::string requestName(std::uint32_t code) const override;
+    std::span<const RequestShape> requests() const override { return clockRequests; }
     Result ioctl(const IoctlRequest& request) override;
 
   private:

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <stdexcept>
 
 namespace vboard {
 
@@ -44,8 +45,11 @@ constexpr std::pair<const char*, CpldField> cpldFields[] = {
 static_assert(std::size(cpldFields) == cpldFieldCount, "a scenario can set every field of the description");
 
 template <typename Record>
-void fill(std::span<std::uint8_t> data, const Record& record) {
-    std::memcpy(data.data(), &record, std::min(data.size(), sizeof record));
+void fill(const IoctlRequest& request, const Record& record) {
+    if (request.data.size() != sizeof record) {
+        throw std::logic_error("a request's shape and the device's record differ in size");
+    }
+    std::memcpy(request.data.data(), &record, sizeof record);
 }
 
 void setBit(std::uint64_t& word, std::uint64_t bit, bool on) {
@@ -123,55 +127,81 @@ void ControlDevice::plugIn(Machine& machine) {
     }
 }
 
-#define NAMED(code) code, #code
-const ControlDevice::KnownRequest ControlDevice::knownRequests[] = {
-    {NAMED(ZORIO_GET_CPLD_INFO), [](Self& device, Request& request) { fill(request.data, device.cpld); }},
-    {NAMED(ZORIO_GET_BOOT_PARMS),
-     [](Self& device, Request& request) { fill(request.data, device.bootParams); }},
-    {NAMED(ZORIO_GET_STEP_GATE), [](Self& device, Request& request) { fill(request.data, device.stepGate); }},
-    {NAMED(ZORIO_GET_CHIP_TEMP),
-     [](Self& device, Request& request) { fill(request.data, device.chipTemperature); }},
-    {NAMED(ZORIO_GET_ALARM_IN),
-     [](Self& device, Request& request) { fill(request.data, device.alarm_.inputs()); }},
-    {NAMED(ZORIO_ALARM_INIT), [](Self& device, Request&) { device.alarm_.initialized = true; }},
-    {NAMED(ZORIO_SET_ALARM_OUT),
-     [](Self& device, Request& request) { device.alarm_.outputs = request.data[0]; }},
-    {NAMED(ZORIO_SET_BUZZER), [](Self& device, Request& request) { device.buzzerOn = request.data[0] != 0; }},
-    {NAMED(ZORIO_SET_WDT_TIMEOUT),
-     [](Self& device, Request& request) { device.watchdogTimeout = request.value; }},
-    {NAMED(ZORIO_SET_MODE), [](Self&, Request&) {}},
-    {NAMED(ZORIO_RESET_PM),
-     [](Self& device, Request& request) { device.resetGroups.push_back(request.value); }},
-    {NAMED(ZORIO_GPIO_SET_OUTPUT),
-     [](Self& device, Request& request) { setBit(device.gpioOutputs, request.value, true); }},
-    {NAMED(ZORIO_GPIO_WRITE),
-     [](Self& device, Request& request) {
-         setBit(device.gpioLevels, request.value & 0xFF, (request.value & 0x100) != 0);
-     }},
-    {NAMED(ZORIO_RS485_TX_ENABLE),
-     [](Self& device, Request& request) { device.rs485_.transmitterOn = request.value == 1; }},
-    {NAMED(ZORIO_RS485_RX_ENABLE),
-     [](Self& device, Request& request) { device.rs485_.receiverOn = request.value == 1; }},
+// What each request does, a row for every one of controlRequests.
+struct ControlDevice::Procedures {
+    using Device = ControlDevice;
+    using Request = const IoctlRequest;
+
+    struct Row {
+        unsigned code;
+        void (*perform)(Device& device, Request& request);
+    };
+    static constexpr Row rows[] = {
+        {ZORIO_GET_CPLD_INFO, [](Device& device, Request& request) { fill(request, device.cpld); }},
+        {ZORIO_GET_BOOT_PARMS, [](Device& device, Request& request) { fill(request, device.bootParams); }},
+        {ZORIO_GET_STEP_GATE, [](Device& device, Request& request) { fill(request, device.stepGate); }},
+        {ZORIO_GET_CHIP_TEMP,
+         [](Device& device, Request& request) { fill(request, device.chipTemperature); }},
+        {ZORIO_GET_ALARM_IN,
+         [](Device& device, Request& request) { fill(request, device.alarm_.inputs()); }},
+        {ZORIO_ALARM_INIT, [](Device& device, Request&) { device.alarm_.initialized = true; }},
+        {ZORIO_SET_ALARM_OUT,
+         [](Device& device, Request& request) { device.alarm_.outputs = request.data[0]; }},
+        {ZORIO_SET_BUZZER, [](Device& device, Request& request) { device.buzzerOn = request.data[0] != 0; }},
+        {ZORIO_SET_WDT_TIMEOUT,
+         [](Device& device, Request& request) { device.watchdogTimeout = request.value; }},
+        {ZORIO_SET_MODE, [](Device&, Request&) {}},
+        {ZORIO_RESET_PM,
+         [](Device& device, Request& request) { device.resetGroups.push_back(request.value); }},
+        {ZORIO_GPIO_SET_OUTPUT,
+         [](Device& device, Request& request) { setBit(device.gpioOutputs, request.value, true); }},
+        {ZORIO_GPIO_WRITE,
+         [](Device& device, Request& request) {
+             setBit(device.gpioLevels, request.value & 0xFF, (request.value & 0x100) != 0);
+         }},
+        {ZORIO_RS485_TX_ENABLE,
+         [](Device& device, Request& request) { device.rs485_.transmitterOn = request.value == 1; }},
+        {ZORIO_RS485_RX_ENABLE,
+         [](Device& device, Request& request) { device.rs485_.receiverOn = request.value == 1; }},
+    };
+
+    // Null for any other.
+    static constexpr const Row* find(unsigned code) {
+        for (const Row& row : rows) {
+            if (row.code == code) {
+                return &row;
+            }
+        }
+        return nullptr;
+    }
+
+    static constexpr bool everyRequestHasOne() {
+        for (const ControlRequest& request : controlRequests) {
+            if (find(request.code) == nullptr) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    static constexpr bool everyOneHasARequest() {
+        for (const Row& row : rows) {
+            if (findControlRequest(row.code) == nullptr) {
+                return false;
+            }
+        }
+        return true;
+    }
 };
-#undef NAMED
-
-const ControlDevice::KnownRequest* ControlDevice::knownRequest(std::uint32_t code) {
-    const auto known = std::find_if(std::begin(knownRequests), std::end(knownRequests),
-                                    [code](const KnownRequest& request) { return request.code == code; });
-    return known == std::end(knownRequests) ? nullptr : known;
-}
-
-std::string ControlDevice::requestName(std::uint32_t code) const {
-    const KnownRequest* known = knownRequest(code);
-    return known == nullptr ? "" : known->name;
-}
 
 Result ControlDevice::ioctl(const IoctlRequest& request) {
-    const KnownRequest* known = knownRequest(request.code);
-    if (known == nullptr) {
+    static_assert(Procedures::everyRequestHasOne(), "a request of the contract needs its procedure here");
+    static_assert(Procedures::everyOneHasARequest(), "a procedure needs its row in controlRequests");
+    const Procedures::Row* row = Procedures::find(request.code);
+    if (row == nullptr) {
         return Result::refusal(ENOTTY);
     }
-    known->perform(*this, request);
+    row->perform(*this, request);
     return {};
 }
 

@@ -10,7 +10,7 @@
 #include "vboard/devices/alarm_fixture.h"
 #include "vboard/devices/rs485_switches.h"
 #include "vboard/kernel/machine.h"
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 
@@ -42,20 +42,11 @@ class ControlDevice : public Device, public Node {
     void configureCpld(Section& section);  // [cpld]
 
     void plugIn(Machine& machine) override;
-    std::string requestName(std::uint32_t code) const override;
+    std::span<const RequestShape> requests() const override { return controlRequests; }
     Result ioctl(const IoctlRequest& request) override;
 
   private:
-    using Self = ControlDevice;
-    using Request = const IoctlRequest;
-
-    struct KnownRequest {
-        std::uint32_t code;
-        const char* name;
-        void (*perform)(Self& device, Request& request);
-    };
-    static const KnownRequest knownRequests[];
-    static const KnownRequest* knownRequest(std::uint32_t code);  // null for any other
+    struct Procedures;
 
     AlarmFixture& alarm_;
     Rs485Switches& rs485_;

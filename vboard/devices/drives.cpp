@@ -24,26 +24,11 @@ void putText(std::uint8_t* identity, AtaTextField field, const std::string& text
 }
 
 Result putSize(std::span<std::uint8_t> data, std::uint64_t size) {
-    std::memcpy(data.data(), &size, std::min(data.size(), sizeof size));
+    std::memcpy(data.data(), &size, sizeof size);
     return {};
 }
 
 }  // namespace
-
-std::string Drive::requestName(std::uint32_t code) const {
-    switch (code) {
-        case HDIO_DRIVE_CMD:
-            return "HDIO_DRIVE_CMD";
-        case wire::blockBytes:
-            return "BLKGETSIZE64";
-        case wire::blockSectors:
-            return "BLKGETSIZE";
-        case pmprwRequest:
-            return "pmprw";
-        default:
-            return "";
-    }
-}
 
 Result Drive::ioctl(const IoctlRequest& request) {
     switch (request.code) {
@@ -64,8 +49,7 @@ Result Drive::ioctl(const IoctlRequest& request) {
 }
 
 Result Drive::driveCommand(std::span<std::uint8_t> registers) const {
-    const bool identifies = registers.size() == driveCommandHeaderBytes + ataSectorBytes &&
-                            registers[0] == ataIdentifyDevice && registers[3] == 1;
+    const bool identifies = registers[0] == ataIdentifyDevice && registers[3] == 1;
     if (!identifies) {
         return Result::refusal(EIO);
     }

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "vboard/kernel/machine.h"
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 
@@ -26,7 +26,7 @@ class Drive : public Node {
     // A port multiplier between the port and the drive answers "pmprw"; none: that request is unknown.
     std::function<Result(const IoctlRequest&)> portMultiplier;
 
-    std::string requestName(std::uint32_t code) const override;
+    std::span<const RequestShape> requests() const override { return driveRequests; }
     Result ioctl(const IoctlRequest& request) override;
 
   private:

@@ -5,7 +5,7 @@
 
 #include "vboard/devices/serial_line.h"
 #include "vboard/kernel/machine.h"
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 

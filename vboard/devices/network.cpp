@@ -13,8 +13,8 @@ namespace {
 template <typename Record, typename Fill>
 Result answer(std::span<std::uint8_t> bytes, const Fill& fill) {
     Record record;
-    if (bytes.size() < sizeof record) {
-        return Result::refusal(EFAULT);
+    if (bytes.size() != sizeof record) {
+        return Result::refusal(ENOTTY);
     }
     std::memcpy(&record, bytes.data(), sizeof record);
     fill(record);
@@ -44,14 +44,7 @@ void Network::plugIn(Machine& machine) {
     machine.services.socket = this;
 }
 
-std::string Network::requestName(std::uint32_t code) const {
-    return code == SIOCETHTOOL ? "SIOCETHTOOL" : "";
-}
-
 Result Network::ioctl(const IoctlRequest& request) {
-    if (request.code != SIOCETHTOOL || request.data.size() < IFNAMSIZ + sizeof(std::uint32_t)) {
-        return Result::refusal(ENOTTY);
-    }
     const char* text = reinterpret_cast<const char*>(request.data.data());
     const auto found = interfaces.find(std::string(text, strnlen(text, IFNAMSIZ)));
     if (found == interfaces.end() || found->second.missing) {

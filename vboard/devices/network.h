@@ -4,7 +4,7 @@
 #include <string>
 
 #include "vboard/kernel/machine.h"
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 
@@ -23,7 +23,7 @@ class Network : public Device, public Node {
 
     void configure(Section& section);  // [network]
     void plugIn(Machine& machine) override;
-    std::string requestName(std::uint32_t code) const override;
+    std::span<const RequestShape> requests() const override { return networkRequests; }
     Result ioctl(const IoctlRequest& request) override;
 };
 

@@ -72,8 +72,7 @@ void PortMultiplier::plugIn(Machine&) {
 
 Result PortMultiplier::pmprw(const IoctlRequest& request) {
     const std::span<std::uint8_t> record = request.data;
-    if (record.size() != pmprwRecordBytes ||
-        std::any_of(std::begin(unusedOffsets), std::end(unusedOffsets),
+    if (std::any_of(std::begin(unusedOffsets), std::end(unusedOffsets),
                     [record](std::size_t offset) { return record[offset] != 0; })) {
         return Result::refusal(EINVAL);
     }

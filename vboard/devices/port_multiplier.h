@@ -8,7 +8,7 @@
 #include "r8/contract/port_multiplier.h"
 #include "vboard/devices/spi_flash.h"
 #include "vboard/kernel/machine.h"
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <vector>
 
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 namespace vboard {
 

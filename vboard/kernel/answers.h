@@ -1,7 +1,8 @@
 #pragma once
 
-#include <algorithm>
 #include <cstring>
+#include <stdexcept>
+#include <string>
 
 #include "vboard/kernel/node.h"
 #include "vboard/kernel/trace.h"
@@ -22,9 +23,12 @@ inline void put(wire::Reply& reply, TraceEntry& entry, const Result& result) {
     entry.refused = result.refused;
 }
 
-// Bytes that come back with a reply, as many as it can hold.
+// Bytes that come back with a reply. Throws std::length_error for more than it can hold.
 inline void putData(wire::Reply& reply, const void* bytes, std::size_t size) {
-    reply.size = static_cast<std::uint32_t>(std::min(size, wire::dataBytes));
+    if (size > wire::dataBytes) {
+        throw std::length_error("the board has " + std::to_string(size) + " bytes for one reply");
+    }
+    reply.size = static_cast<std::uint32_t>(size);
     std::memcpy(reply.data, bytes, reply.size);
 }
 

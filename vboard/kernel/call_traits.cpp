@@ -87,10 +87,10 @@ void describeCall(const wire::Request& request, const OpenFile* file, TraceEntry
             break;
         case Call::ioctl: {
             const auto code = static_cast<std::uint32_t>(request.arguments[0]);
-            const std::string name = file != nullptr ? file->node->requestName(code) : "";
-            entry.request = name.empty() ? "ioctl " + hexNumber(code) : name;
-            entry.arguments =
-                request.size == 0 ? hexNumber(static_cast<std::uint64_t>(request.arguments[1])) : "";
+            const RequestShape* known = file != nullptr ? findRequest(file->node->requests(), code) : nullptr;
+            entry.request = known == nullptr ? "ioctl " + hexNumber(code) : known->name;
+            const bool isValue = known != nullptr && known->argument == ArgumentKind::value;
+            entry.arguments = isValue ? hexNumber(static_cast<std::uint64_t>(request.arguments[1])) : "";
             entry.data.assign(request.data, request.data + request.size);
             break;
         }

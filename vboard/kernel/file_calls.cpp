@@ -126,12 +126,22 @@ void SystemCalls::seek(Context& context) {
 
 void SystemCalls::ioctl(Context& context) {
     const wire::Request& request = context.request;
+    const auto code = static_cast<std::uint32_t>(request.arguments[0]);
+    const RequestShape* shape = findShape(context.file->node->requests(), code, request.size);
+    if (shape == nullptr || request.arguments[2] == wire::withoutShape) {
+        put(context.reply, context.entry, Result::refusal(ENOTTY));
+        return;
+    }
     putData(context.reply, request.data, request.size);
     put(context.reply, context.entry,
-        context.file->node->ioctl({static_cast<std::uint32_t>(request.arguments[0]),
+        context.file->node->ioctl({code,
                                    static_cast<std::uint64_t>(request.arguments[1]),
                                    {context.reply.data, context.reply.size}}));
-    context.entry.data.assign(context.reply.data, context.reply.data + context.reply.size);
+    if (shape->argument == ArgumentKind::fromDriver) {
+        context.entry.data.assign(context.reply.data, context.reply.data + context.reply.size);
+    } else {
+        context.reply.size = 0;
+    }
 }
 
 void SystemCalls::answerTerminal(Context& context) {
@@ -146,7 +156,11 @@ void SystemCalls::answerTerminal(Context& context) {
         put(context.reply, context.entry, terminal->getAttributes(attributes));
         putData(context.reply, &attributes, sizeof attributes);
     } else if (request.call == Call::tcsetattr) {
-        std::memcpy(&attributes, request.data, std::min<std::size_t>(request.size, sizeof attributes));
+        if (request.size != sizeof attributes) {
+            put(context.reply, context.entry, Result::refusal(EINVAL));
+            return;
+        }
+        std::memcpy(&attributes, request.data, sizeof attributes);
         put(context.reply, context.entry, terminal->setAttributes(attributes));
     } else {
         put(context.reply, context.entry, terminal->flush(static_cast<int>(request.arguments[0])));

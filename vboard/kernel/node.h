@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "vboard/kernel/clock.h"
+#include "vboard/request_shapes.h"
 
 struct termios;
 
@@ -24,8 +25,8 @@ struct Result {
     static Result refusal(int error) { return {-1, error, 0, true}; }
 };
 
-// One ioctl request. A device that knows it names it for the trace and for faults by name before anything
-// happens (Node::requestName). data is what the argument points to, empty for a value.
+// One ioctl request, one of those that its node knows (Node::requests). data is what the argument points to,
+// exactly as many bytes as the request's shape says; empty for a value.
 struct IoctlRequest {
     std::uint32_t code = 0;
     std::uint64_t value = 0;
@@ -60,7 +61,7 @@ class Node {
     virtual Result read(OpenFile&, std::span<std::uint8_t>) { return Result::failure(EINVAL); }
     virtual Result write(OpenFile&, std::span<const std::uint8_t>) { return Result::failure(EINVAL); }
     virtual Time writeDuration() const { return Time{0}; }               // before a write returns
-    virtual std::string requestName(std::uint32_t) const { return ""; }  // "": unknown
+    virtual std::span<const RequestShape> requests() const { return {}; }  // of ioctl(2)
     virtual Result ioctl(const IoctlRequest&) { return Result::refusal(ENOTTY); }
     virtual bool readable() const { return true; }
     virtual bool writable() const { return true; }

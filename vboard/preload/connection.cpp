@@ -110,7 +110,11 @@ Exchange& Exchange::data(const void* bytes, std::size_t size) {
 }
 
 Exchange& Exchange::text(const char* text) {
-    return data(text, strlen(text) + 1);
+    const std::size_t size = strlen(text) + 1;
+    if (size > wire::dataBytes - request.size) {
+        stop("vboard: a path or command is too long for the board\n");
+    }
+    return data(text, size);
 }
 
 std::int64_t Exchange::perform() {

@@ -3,8 +3,6 @@
 #include <errno.h>
 #include <linux/ethtool.h>
 #include <linux/fs.h>
-#include <linux/hdreg.h>
-#include <linux/rtc.h>
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <stdarg.h>
@@ -13,40 +11,19 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
-
-#include "r8/contract/ata_identity.h"
-#include "r8/contract/boot_record.h"
-#include "r8/contract/control_requests.h"
-#include "r8/contract/cpld_record.h"
-#include "r8/contract/port_multiplier.h"
 #include "vboard/preload/connection.h"
+#include "vboard/request_shapes.h"
 
 using vboard::preload::Exchange;
+using vboard::RequestShape;
 using vboard::wire::Call;
 
 namespace {
 
-struct ArgumentSize {
-    unsigned long request;
-    std::size_t bytes;
-};
-
-// Requests whose argument is an address, with the bytes there. The size in a control-device code says
-// nothing: the driver's authors did not keep it up.
-constexpr ArgumentSize argumentSizes[] = {
-    {ZORIO_GET_CPLD_INFO, sizeof(CpldInfo)}, {ZORIO_GET_BOOT_PARMS, sizeof(BootParams)},
-    {ZORIO_GET_STEP_GATE, sizeof(uint32_t)}, {ZORIO_GET_CHIP_TEMP, sizeof(int8_t)},
-    {ZORIO_SET_BUZZER, sizeof(uint8_t)},     {ZORIO_ALARM_INIT, sizeof(uint32_t)},
-    {ZORIO_SET_ALARM_OUT, sizeof(uint8_t)},  {ZORIO_GET_ALARM_IN, sizeof(uint16_t)},
-    {RTC_RD_TIME, sizeof(rtc_time)},         {HDIO_DRIVE_CMD, driveCommandHeaderBytes + ataSectorBytes},
-    {pmprwRequest, pmprwRecordBytes},
-};
-
-int askByValue(int descriptor, unsigned long request, void* value) {
+int askByValue(int descriptor, std::uint32_t request, void* value) {
     return static_cast<int>(
         Exchange(Call::ioctl, descriptor)
-            .argument(0, static_cast<std::uint32_t>(request))
+            .argument(0, request)
             .argument(1, static_cast<std::int64_t>(reinterpret_cast<std::uintptr_t>(value)))
             .perform());
 }
@@ -54,8 +31,18 @@ int askByValue(int descriptor, unsigned long request, void* value) {
 int askByAddress(int descriptor, std::uint32_t request, void* bytes, std::size_t size) {
     Exchange exchange(Call::ioctl, descriptor);
     const std::int64_t result = exchange.argument(0, request).data(bytes, size).perform();
-    memcpy(bytes, exchange.reply.data, std::min<std::size_t>(size, exchange.reply.size));
+    if (exchange.reply.size == size) {  // else nothing comes back
+        memcpy(bytes, exchange.reply.data, size);
+    }
     return static_cast<int>(result);
+}
+
+// Without a shape the argument may be an address of this process: the board gets the code and no argument.
+int askWithoutShape(int descriptor, std::uint32_t request) {
+    return static_cast<int>(Exchange(Call::ioctl, descriptor)
+                                .argument(0, request)
+                                .argument(2, vboard::wire::withoutShape)
+                                .perform());
 }
 
 // The size of a block device: the kernel's widths differ, the wire's does not.
@@ -73,6 +60,9 @@ int askBlockSize(int descriptor, std::uint32_t request, Size* size) {
 int askEthtool(int descriptor, ifreq* request) {
     std::uint32_t command = 0;
     memcpy(&command, request->ifr_data, sizeof command);
+    if (command != ETHTOOL_GLINK && command != ETHTOOL_GSET) {
+        return askWithoutShape(descriptor, SIOCETHTOOL);
+    }
     const std::size_t size = command == ETHTOOL_GLINK ? sizeof(ethtool_value) : sizeof(ethtool_cmd);
     std::uint8_t bytes[IFNAMSIZ + sizeof(ethtool_cmd)] = {};
     memcpy(bytes, request->ifr_name, IFNAMSIZ);
@@ -80,6 +70,18 @@ int askEthtool(int descriptor, ifreq* request) {
     const int result = askByAddress(descriptor, SIOCETHTOOL, bytes, IFNAMSIZ + size);
     memcpy(request->ifr_data, bytes + IFNAMSIZ, size);
     return result;
+}
+
+// Null for a request that the board has no shape for.
+const RequestShape* shapeOf(std::uint32_t request) {
+    const std::span<const RequestShape> tables[] = {controlRequests, vboard::clockRequests,
+                                                    vboard::driveRequests};
+    for (const std::span<const RequestShape> table : tables) {
+        if (const RequestShape* shape = vboard::findRequest(table, request)) {
+            return shape;
+        }
+    }
+    return nullptr;
 }
 
 int ask(int descriptor, unsigned long request, void* argument) {
@@ -92,12 +94,13 @@ int ask(int descriptor, unsigned long request, void* argument) {
     if (request == SIOCETHTOOL) {
         return askEthtool(descriptor, static_cast<ifreq*>(argument));
     }
-    for (const ArgumentSize& entry : argumentSizes) {
-        if (entry.request == request) {
-            return askByAddress(descriptor, static_cast<std::uint32_t>(request), argument, entry.bytes);
-        }
+    const auto code = static_cast<std::uint32_t>(request);
+    const RequestShape* shape = shapeOf(code);
+    if (shape == nullptr) {
+        return askWithoutShape(descriptor, code);
     }
-    return askByValue(descriptor, request, argument);
+    return shape->argument == ArgumentKind::value ? askByValue(descriptor, code, argument)
+                                                  : askByAddress(descriptor, code, argument, shape->bytes);
 }
 
 }  // namespace

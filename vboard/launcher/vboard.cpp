@@ -13,17 +13,17 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "r8/contract/report_record.h"
 #include "vboard/board.h"
-#include "vboard/screen.h"
+#include "vboard/launcher/screen.h"
+#include "vboard/launcher/verdict.h"
+#include "vboard/scenario/scenario.h"
 
 using namespace vboard;
 
 namespace {
 
-constexpr int boardFailed = 1;
 constexpr int wrongUse = 2;
-constexpr int stoppedByBoard = 3;
-constexpr int signalStatusBase = 128;  // as a shell has it
 
 struct Options {
     std::string scenario;
@@ -67,13 +67,6 @@ void writeTrace(const Options& options, const Run& run) {
     }
 }
 
-int statusOf(const Run& run) {
-    if (!run.stopReason.empty()) {
-        return stoppedByBoard;
-    }
-    return run.exited() ? run.exitStatus() : signalStatusBase + run.signal();
-}
-
 std::string howItEnded(const Run& run) {
     if (!run.stopReason.empty()) {
         return "stopped: " + run.stopReason;
@@ -89,29 +82,13 @@ void sayEnd(const Run& run) {
     for (const std::string& request : run.idleFaults) {
         (void)std::fprintf(stderr, "vboard: the fault of \"%s\" never struck\n", request.c_str());
     }
-    for (const TraceEntry& entry : run.trace) {
-        if (entry.refused) {
-            (void)std::fprintf(stderr, "vboard: %s\n", entry.text().c_str());
-        }
+    for (const std::string& request : run.refusals()) {
+        (void)std::fprintf(stderr, "vboard: refused: %s\n", request.c_str());
     }
-}
-
-// What the summary of a full run says of the board.
-int sayVerdict(const Run& run) {
-    if (!run.stopReason.empty() || !run.sawEndMarker()) {
-        (void)std::fprintf(stderr, "vboard: NO VERDICT: the run did not come to its end\n");
-        return stoppedByBoard;
-    }
-    std::string items;
-    for (const std::string& item : run.failedItems()) {
-        items += " " + item;
-    }
-    (void)std::fprintf(stderr, "vboard: %s%s\n", items.empty() ? "PASSED" : "FAILED:", items.c_str());
-    return items.empty() ? 0 : boardFailed;
 }
 
 // The station runs us again, as its tool: it reads the records and keeps them.
-[[noreturn]] void becomeStation(const Options& options, const ToolCommand& command) {
+[[noreturn]] void execStation(const Options& options, const ToolCommand& command) {
     namespace fs = std::filesystem;
     const fs::path self = fs::read_symlink("/proc/self/exe");
     const std::string station = self.parent_path() / "r8-station";
@@ -146,7 +123,7 @@ int launch(const Options& options) {
     const ToolCommand command = toolCommand(options, board);
     const bool networked = !command.arguments.empty() && command.arguments.front() == "netR8test";
     if (!options.station.empty() && networked) {
-        becomeStation(options, command);
+        execStation(options, command);
     }
     Screen console(stdout, options.raw, options.timestamps);
     Screen errors(stderr, options.raw, options.timestamps);
@@ -156,8 +133,7 @@ int launch(const Options& options) {
     board.supervisor.hostFifo = options.fifo;
     if (options.fifo.empty()) {
         board.supervisor.onWrite = [&console](Time at, std::string_view record) {
-            constexpr std::size_t headerBytes = 8;
-            console.show(at, record.substr(std::min(headerBytes, record.size())));
+            console.show(at, record.substr(std::min(reportRecordHeaderBytes, record.size())));
         };
     }
     const Run run = board.run(command);
@@ -165,7 +141,12 @@ int launch(const Options& options) {
     errors.endLine();
     writeTrace(options, run);
     sayEnd(run);
-    return options.verdict ? sayVerdict(run) : statusOf(run);
+    if (!options.verdict) {
+        return statusOf(run);
+    }
+    const Verdict verdict = verdictOf(run);
+    (void)std::fprintf(stderr, "vboard: %s\n", verdict.text.c_str());
+    return verdict.status;
 }
 
 }  // namespace
@@ -179,7 +160,7 @@ int main(int argc, char** argv) {
         "the path of another build; without a command the tool gets the scenario's own arguments.\n"
         "In networked mode the launcher is the supervising process: it reads the records and shows them.\n"
         "Ends with the tool's exit status; 128 + n after signal n; 2 for wrong use; 3 when the board had\n"
-        "to stop the run."};
+        "to stop the run or refused what it does not know."};
     app.add_flag("--list", options.list, "name the scenarios and what each one shows");
     app.add_flag("--raw", options.raw, "leave the bytes as they are (GBK), for programs that read them");
     app.add_flag("--timestamps", options.timestamps, "put the board's time in seconds in front of each line");

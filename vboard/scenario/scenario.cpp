@@ -1,4 +1,4 @@
-#include "vboard/scenario.h"
+#include "vboard/scenario/scenario.h"
 
 #define TOML_EXCEPTIONS 0
 #include <toml++/toml.h>
@@ -95,6 +95,10 @@ std::vector<std::pair<std::string, std::string>> listScenarios() {
         }
     }
     return {found.begin(), found.end()};
+}
+
+VirtualBoard::VirtualBoard(const std::string& scenario) {
+    loadScenario(*this, scenario);
 }
 
 void loadScenario(VirtualBoard& board, const std::string& nameOrFile) {

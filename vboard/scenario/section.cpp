@@ -1,4 +1,4 @@
-#include "vboard/section.h"
+#include "vboard/scenario/section.h"
 
 #define TOML_EXCEPTIONS 0
 #include <toml++/toml.h>
