@@ -1,5 +1,11 @@
 // The tool's command line: every form with its messages, its exit status, and whether the board was touched.
 
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "r8/driver/standard_descriptors.h"
+
 #include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
@@ -162,6 +168,42 @@ TEST(StartUp, FailuresOfTheBoardEndTheToolOrAreSaid) {
             EXPECT_EQ(run.exitStatus(), status) << what;
         }
     }
+}
+
+// In a process of its own, which ends with the bits of the descriptors that are not what they should be.
+int wrongAfterClosing(unsigned closed) {
+    const pid_t child = fork();
+    if (child != 0) {
+        int status = -1;
+        EXPECT_EQ(waitpid(child, &status, 0), child);
+        return WEXITSTATUS(status);
+    }
+    const int other = open("/dev/zero", O_RDWR);
+    int wrong = 0;
+    for (int fd = 0; fd < 3; ++fd) {
+        (void)((closed >> fd & 1) != 0 ? close(fd) : dup2(other, fd));
+    }
+    openStandardDescriptors();
+    for (int fd = 0; fd < 3; ++fd) {
+        char file[32] = {};
+        (void)!readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), file, sizeof file - 1);
+        wrong |= file == std::string((closed >> fd & 1) != 0 ? "/dev/null" : "/dev/zero") ? 0 : 1 << fd;
+    }
+    _exit(wrong);
+}
+
+TEST(StartUp, ClosedStandardDescriptorsAreOpenedBeforeAnythingElse) {
+    for (unsigned closed = 0; closed < 8; ++closed) {
+        EXPECT_EQ(wrongAfterClosing(closed), 0) << closed;
+    }
+    VirtualBoard board = VirtualBoard::healthy();
+    vboard::ToolCommand command = vboard::defaultToolCommand();
+    command.emulator = {"/bin/sh", "-c", "exec \"$0\" \"$@\" >&- 2>&-"};
+    command.arguments = {"-o", "2"};
+    const auto run = board.run(command);
+    ASSERT_GT(run.trace.size(), 2U);
+    EXPECT_EQ(run.trace[0].where + " " + run.trace[1].where, "/dev/null /dev/null");
+    EXPECT_EQ(run.beeps(), 3);
 }
 
 TEST(StartUp, Test4WaitsTenSecondsOnceBeforeItsRepetitions) {

@@ -240,6 +240,21 @@ TEST(PanelTest, EveryReturnClosesThePort) {
     }
 }
 
+// A read that fails now and then is passed over; a port that has gone must not keep the test for ever.
+TEST(PanelTest, OutlivesFailedReadsButNotItsPort) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.settings.faults = {{"read", "/dev/ttyS3", 5}, {"read", "/dev/ttyS3", 6}};  // past the answer's four
+    board.panel.press({"UP", "DOWN", "MENU"}, 3s);
+    expectCleanEnd(board, board.run({"-o", "3"}));
+    EXPECT_EQ(board.panel.frameTexts(), std::string(startFrames) + green + red);
+
+    board.settings.faults.clear();
+    board.settings.timeLimit = 1min;
+    board.panel.hangsUpAfter = 4s;  // after UP
+    expectCleanEnd(board, board.run({"-o", "3"}));
+    EXPECT_EQ(board.panel.frameTexts(), std::string(startFrames) + green);
+}
+
 TEST(PanelTest, TwentyRepetitionsUseOneDescriptor) {
     VirtualBoard board = VirtualBoard::healthy();
     board.panel.press({"MENU"}, 3s);

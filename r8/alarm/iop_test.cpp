@@ -11,6 +11,7 @@
 #include "r8/board/board_config.h"
 #include "r8/board/buzzer_watchdog.h"
 #include "r8/board/control_device.h"
+#include "r8/descriptor.h"
 #include "r8/driver/report/interrupt_report.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
@@ -139,7 +140,8 @@ int iopTest4() {
     if (!hasAlarmLines()) {
         return 0;
     }
-    const int fd = openAlarmLines();
+    const Descriptor lines(openAlarmLines());
+    const int fd = lines.number();
     if (fd == -1) {
         return -1;
     }
@@ -163,7 +165,6 @@ int iopTest4() {
     }
     reportLine("\n 报警输出为 1，报警输入(1-4), 成功 %u, 失败 %u\n", iopSuccessCount.load(),
                iopErrorCount.load());
-    (void)close(fd);
     return static_cast<int>(iopErrorCount);
 }
 
@@ -175,7 +176,8 @@ int iopTest16() {
     }
     reportLine("报警输入有%d个,报警输出有%d个\n", static_cast<int>(boardConfig.alarmInCount),
                static_cast<int>(boardConfig.alarmOutCount));
-    const int fd = openAlarmLines();
+    const Descriptor lines(openAlarmLines());
+    const int fd = lines.number();
     if (fd == -1) {
         return -1;
     }
@@ -188,7 +190,6 @@ int iopTest16() {
         checkOutput16(fd, pattern, &inputs);
     }
     reportLine("成功 %u, 失败 %u\n", iopSuccessCount.load(), iopErrorCount.load());
-    (void)close(fd);
     return static_cast<int>(iopErrorCount);
 }
 

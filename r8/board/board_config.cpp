@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "r8/board/control_device.h"
+#include "r8/descriptor.h"
 #include "r8/driver/report/report_channel.h"
 
 BoardConfig boardConfig;
@@ -45,21 +46,19 @@ void fillBoardConfig(const CpldInfo& info) {
 }  // namespace
 
 int loadBoardConfig(int toPipe) {
-    const int fd = openControlDevice();
-    if (fd == -1) {
+    const Descriptor device(openControlDevice());
+    if (device.number() == -1) {
         (void)reportPrintf(toPipe, "open zorio failed !\n");
         return -1;
     }
     CpldInfo info;
-    if (getCpldInfo(fd, &info) == -1) {
+    if (getCpldInfo(device.number(), &info) == -1) {
         (void)reportPrintf(toPipe, "CPLD读取失败,%s", strerror(errno));
-        (void)close(fd);
         return -1;
     }
     fillBoardConfig(info);
     (void)reportPrintf(toPipe, "设备网卡个数(%d)", static_cast<int>(boardConfig.netCardCount));
     usleep(cpldSettleMicroseconds);
-    (void)close(fd);
     return 0;
 }
 

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "r8/board/board_config.h"
+#include "r8/descriptor.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
 
@@ -12,46 +13,34 @@ namespace {
 constexpr char reportModule[] = "boardinfo";
 constexpr unsigned cpldSettleMicroseconds = 100 * 1000;
 
-// The lines of a field's known codes, from code 0 on, and what is printed for any other code.
+// What is printed for a field: the lines of its known codes, from code 0 on, and the label of any other code.
 struct ValueLines {
     CpldField field;
+    const char* label;
     const char* known[4];
-    void (*printOther)(int code);
 };
 
-#define PRINT_CODE(format) [](int code) { reportLine(format, code); }
-
-constexpr ValueLines chipTypeLines = {cpld.chipType, {"NB-5071-3\n"}, PRINT_CODE("芯片:%#x未知\n")};
-constexpr ValueLines armClockLines = {cpld.armClock, {"ARM主频:1000MHz\n"}, PRINT_CODE("ARM主频:%#x未知\n")};
-constexpr ValueLines sdramClockLines = {
-    cpld.sdramClock, {"SDRAM频率:800MHz\n"}, PRINT_CODE("SDRAM频率:%#x未知\n")};
+constexpr ValueLines chipTypeLines = {cpld.chipType, "芯片:", {"NB-5071-3\n"}};
+constexpr ValueLines armClockLines = {cpld.armClock, "ARM主频:", {"ARM主频:1000MHz\n"}};
+constexpr ValueLines sdramClockLines = {cpld.sdramClock, "SDRAM频率:", {"SDRAM频率:800MHz\n"}};
 constexpr ValueLines memoryTypeLines = {
     cpld.memoryType,
-    {"1GB(2片4Gb,1个32bit接口)\n", "512MB(2片2Gb,1个32bit接口)\n", "2GB(1片8Gb,1个32bit接口)\n"},
-    PRINT_CODE("控制器位宽:%#x未知\n")};
-constexpr ValueLines talkbackLines = {
-    cpld.talkback, {"语音对讲:0\n", "语音对讲:1\n"}, PRINT_CODE("语音对讲:%#x未知\n")};
+    "控制器位宽:",
+    {"1GB(2片4Gb,1个32bit接口)\n", "512MB(2片2Gb,1个32bit接口)\n", "2GB(1片8Gb,1个32bit接口)\n"}};
+constexpr ValueLines talkbackLines = {cpld.talkback, "语音对讲:", {"语音对讲:0\n", "语音对讲:1\n"}};
 constexpr ValueLines mac0ModeLines = {
-    cpld.mac0Mode,
-    {"MAC0模式:关闭\n", "MAC0模式:MII\n", "MAC0模式:RMII\n", "MAC0模式:RGMII\n"},
-    PRINT_CODE("MAC0模式:%#x未知\n")};
+    cpld.mac0Mode, "MAC0模式:", {"MAC0模式:关闭\n", "MAC0模式:MII\n", "MAC0模式:RMII\n", "MAC0模式:RGMII\n"}};
 constexpr ValueLines mac1ModeLines = {
-    cpld.mac1Mode,
-    {"MAC1模式:关闭\n", "MAC1模式:MII\n", "MAC1模式:RMII\n", "MAC1模式:RGMII\n"},
-    PRINT_CODE("MAC1模式:%#x未知\n")};
+    cpld.mac1Mode, "MAC1模式:", {"MAC1模式:关闭\n", "MAC1模式:MII\n", "MAC1模式:RMII\n", "MAC1模式:RGMII\n"}};
 constexpr ValueLines mac0PhyLines = {
-    cpld.mac0Phy,
-    {"MAC0:RTL8309M\n", "MAC0:RTL8211E\n", "MAC0:IP1818+IP108A\n", "MAC0:RTL8306M\n"},
-    PRINT_CODE("MAC0:%#x未知\n")};
-constexpr ValueLines mac1PhyLines = {cpld.mac1Phy, {"MAC1:RTL8211E\n"}, PRINT_CODE("MAC1:%#x未知\n")};
-constexpr ValueLines sataPmChipLines = {cpld.sataPmChip,
-                                        {"SATA PM芯片类型:无PM芯片\n", "SATA PM芯片类型:88E9705\n"},
-                                        PRINT_CODE("SATA PM芯片类型:%#x未知\n")};
+    cpld.mac0Phy, "MAC0:", {"MAC0:RTL8309M\n", "MAC0:RTL8211E\n", "MAC0:IP1818+IP108A\n", "MAC0:RTL8306M\n"}};
+constexpr ValueLines mac1PhyLines = {cpld.mac1Phy, "MAC1:", {"MAC1:RTL8211E\n"}};
+constexpr ValueLines sataPmChipLines = {
+    cpld.sataPmChip, "SATA PM芯片类型:", {"SATA PM芯片类型:无PM芯片\n", "SATA PM芯片类型:88E9705\n"}};
 constexpr ValueLines panelTypeLines = {
-    cpld.panelType, {"面板类型:有按键面板\n", "面板类型:无按键面板\n"}, PRINT_CODE("面板类型:%#x未知\n")};
-constexpr ValueLines deviceTypeLines = {cpld.deviceType,
-                                        {"设备类型:DVR\n", "设备类型:DVS\n", "设备类型:NVR\n"},
-                                        PRINT_CODE("设备类型:%#x未知\n")};
+    cpld.panelType, "面板类型:", {"面板类型:有按键面板\n", "面板类型:无按键面板\n"}};
+constexpr ValueLines deviceTypeLines = {
+    cpld.deviceType, "设备类型:", {"设备类型:DVR\n", "设备类型:DVS\n", "设备类型:NVR\n"}};
 
 void printValue(const CpldInfo& info, const ValueLines& lines) {
     const int code = cpldField(info, lines.field);
@@ -59,7 +48,7 @@ void printValue(const CpldInfo& info, const ValueLines& lines) {
     if (code < listed && lines.known[code] != nullptr) {
         reportLine("%s", lines.known[code]);
     } else {
-        lines.printOther(code);
+        reportLine("%s%#x未知\n", lines.label, static_cast<unsigned>(code));
     }
 }
 
@@ -97,21 +86,19 @@ void printDiskPortCount(int count) {
 }  // namespace
 
 int cpldInfoStep() {
-    const int fd = openControlDevice();
-    if (fd == -1) {
+    const Descriptor device(openControlDevice());
+    if (device.number() == -1) {
         puts("sysInit 1 Fatal");
         runResults.cpldOk = 0;
         return -1;
     }
     CpldInfo info;
-    if (getCpldInfo(fd, &info) == -1) {
+    if (getCpldInfo(device.number(), &info) == -1) {
         runResults.cpldOk = 0;
-        (void)close(fd);
         return -1;
     }
     usleep(cpldSettleMicroseconds);
     PrintCpldInfo(&info);
-    (void)close(fd);
     return 0;
 }
 

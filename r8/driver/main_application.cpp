@@ -7,6 +7,8 @@
 #include <string.h>
 #include <unistd.h>
 
+#include "r8/descriptor.h"
+
 namespace {
 
 constexpr size_t nameBytes = sizeof(dirent::d_name);
@@ -21,15 +23,14 @@ enum class Process { mainApplication, other, unreadable };
 Process identify(const char* processId) {
     char path[nameBytes + sizeof "/proc//cmdline"];
     (void)snprintf(path, sizeof path, "/proc/%s/cmdline", processId);
-    const int fd = open(path, O_RDONLY);
-    if (fd == -1) {
+    const Descriptor file(open(path, O_RDONLY));
+    if (file.number() == -1) {
         printf("can not open %s \n", path);
         return Process::unreadable;
     }
     char firstArgument[commandLineProbeBytes + 1] = {};
-    (void)read(fd, firstArgument,
+    (void)read(file.number(), firstArgument,
                commandLineProbeBytes);  // an unreadable one stays empty and matches nothing
-    (void)close(fd);
     return strcmp(firstArgument, "./vidapp") == 0 ? Process::mainApplication : Process::other;
 }
 

@@ -20,6 +20,7 @@
 #include "r8/driver/command_line.h"
 #include "r8/driver/main_application.h"
 #include "r8/driver/report/report_channel.h"
+#include "r8/driver/standard_descriptors.h"
 #include "r8/driver/summary.h"
 #include "r8/net/nic.h"
 #include "r8/panel/panel_link.h"
@@ -195,6 +196,7 @@ bool openReportPipe() {
 }  // namespace
 
 int main(int argc, char** argv) {
+    openStandardDescriptors();
     // Unbuffered: the operator sees a line when it happens, a forked reader never repeats its parent's
     // lines, and a signal loses nothing. A supervising process that goes away costs lines, not the run.
     (void)setvbuf(stdout, nullptr, _IONBF, 0);

@@ -8,13 +8,13 @@
 
 #include "r8/board/board_config.h"
 #include "r8/board/control_device.h"
+#include "r8/descriptor.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
 
 namespace {
 
 constexpr char reportModule[] = "r8";
-constexpr char errorText[] = "error occured!";
 constexpr size_t portListBytes = 256;
 constexpr unsigned millisecond = 1000;  // in microseconds
 
@@ -34,18 +34,17 @@ ChipTempCheck checkChipTemp() {
     if (boardConfig.chipTempCheckEnabled == 0) {
         return {ChipTemp::notChecked, 0};
     }
-    const int fd = openControlDevice();
-    if (fd == -1) {
+    const Descriptor device(openControlDevice());
+    if (device.number() == -1) {
         return {ChipTemp::notObtained, 0};
     }
     ChipTempCheck check = {ChipTemp::abnormal, 0};
-    if (ioctl(fd, ZORIO_GET_CHIP_TEMP, &check.degrees) != 0) {
+    if (ioctl(device.number(), ZORIO_GET_CHIP_TEMP, &check.degrees) != 0) {
         check.state = ChipTemp::notObtained;
     } else if (isNormalChipTemp(check.degrees)) {
         check.state = ChipTemp::normal;
         reportLine("芯片温度正常: %d \n", check.degrees);
     }
-    (void)close(fd);
     return check;
 }
 
@@ -61,13 +60,33 @@ bool usbFailed() {
     return runResults.usbFoundCount != boardConfig.usbPortCount;
 }
 
-// The clock is judged by the operator in networked mode. The CPLD step has a line there, but no say.
+// What the run is judged by, in the order of both lists. The clock has a line of its own behind the
+// supervisor's list, where a person judges it; the CPLD step has no say in the verdict.
+struct Item {
+    const char* consoleLabel;  // in the list of what failed; null: never there
+    const char* reportLabel;   // in the supervisor's list of all; null: not there
+    bool (*failed)();
+    const uint32_t* failedPorts = nullptr;  // named instead of the verdict: bit i, port i + 1
+};
+
+constexpr Item items[] = {
+    {"网络状态    ", "网络状态      ", [] { return runResults.networkFailed != 0; }},
+    {"485口       ", "485口       ", [] { return runResults.rs485Failed != 0; }},
+    {"报警口      ", "报警口      ", [] { return runResults.alarmFailed != 0; }},
+    {"Rtc时钟     ", nullptr, [] { return runResults.rtcFailed != 0; }},
+    {"USB口       ", "USB口       ", usbFailed},
+    {nullptr, "CPLD       ", [] { return runResults.cpldOk == 0; }},
+    {"SATA口      ", "SATA口       ", [] { return runResults.sataFailedMask != 0; },
+     &runResults.sataFailedMask},
+};
+
 bool runPassed(const ChipTempCheck& chipTemp) {
-    const bool clockFailed = runResults.rtcFailed != 0 && consoleMode != 0;
-    const bool chipTempFailed =
-        chipTemp.state == ChipTemp::abnormal || chipTemp.state == ChipTemp::notObtained;
-    return runResults.networkFailed == 0 && runResults.rs485Failed == 0 && runResults.alarmFailed == 0 &&
-           !clockFailed && !usbFailed() && runResults.sataFailedMask == 0 && !chipTempFailed;
+    for (const Item& item : items) {
+        if (item.consoleLabel != nullptr && item.failed()) {
+            return false;
+        }
+    }
+    return chipTemp.state == ChipTemp::notChecked || chipTemp.state == ChipTemp::normal;
 }
 
 // "1,3" for mask 0x5: the numbers of the ports without a connection.
@@ -102,26 +121,21 @@ void showPassed() {
     }
 }
 
+void reportFailedItem(const char* label, const Item& item, const char* verdict) {
+    if (item.failedPorts == nullptr) {
+        reportLine("%s: %s  \n", label, verdict);
+        return;
+    }
+    char ports[portListBytes];
+    formatPortList(*item.failedPorts, ports);
+    reportLine("%s: 端口%s无连接\n", label, ports);
+}
+
 void showFailed(const ChipTempCheck& chipTemp) {
-    if (runResults.networkFailed != 0) {
-        reportLine("网络状态    : %s  \n", errorText);
-    }
-    if (runResults.rs485Failed != 0) {
-        reportLine("485口       : %s  \n", errorText);
-    }
-    if (runResults.alarmFailed != 0) {
-        reportLine("报警口      : %s  \n", errorText);
-    }
-    if (runResults.rtcFailed != 0) {
-        reportLine("Rtc时钟     : %s  \n", errorText);
-    }
-    if (usbFailed()) {
-        reportLine("USB口       : %s  \n", errorText);
-    }
-    if (runResults.sataFailedMask != 0) {
-        char ports[portListBytes];
-        formatPortList(runResults.sataFailedMask, ports);
-        reportLine("SATA口      : 端口%s无连接\n", ports);
+    for (const Item& item : items) {
+        if (item.consoleLabel != nullptr && item.failed()) {
+            reportFailedItem(item.consoleLabel, item, "error occured!");
+        }
     }
     reportChipTempFailure(chipTemp);
     setIndicator(0);
@@ -129,22 +143,16 @@ void showFailed(const ChipTempCheck& chipTemp) {
     setIndicator(1);
 }
 
-const char* verdict(bool passed) {
-    return passed ? "成功" : "失败";
-}
-
 void reportItems(const ChipTempCheck& chipTemp) {
-    reportLine("网络状态      : %s  \n", verdict(runResults.networkFailed == 0));
-    reportLine("485口       : %s  \n", verdict(runResults.rs485Failed == 0));
-    reportLine("报警口      : %s  \n", verdict(runResults.alarmFailed == 0));
-    reportLine("USB口       : %s  \n", verdict(!usbFailed()));
-    reportLine("CPLD       : %s  \n", verdict(runResults.cpldOk != 0));
-    if (runResults.sataFailedMask != 0) {
-        char ports[portListBytes];
-        formatPortList(runResults.sataFailedMask, ports);
-        reportLine("SATA口       : 端口%s无连接\n", ports);
-    } else {
-        reportLine("SATA口       : 成功  \n");
+    for (const Item& item : items) {
+        if (item.reportLabel == nullptr) {
+            continue;
+        }
+        if (item.failed()) {
+            reportFailedItem(item.reportLabel, item, "失败");
+        } else {
+            reportLine("%s: %s  \n", item.reportLabel, "成功");
+        }
     }
     reportChipTempFailure(chipTemp);
     reportLine("Rtc时钟       : %s  \n", "由检测人员判断");

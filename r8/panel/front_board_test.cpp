@@ -11,6 +11,7 @@ namespace {
 
 constexpr char reportModule[] = "front_board_test";
 constexpr uint8_t testArgument = 4;  // of the panel's command 4
+constexpr int lostPortFailures = 3;  // in a row: a port that is hung up fails at once, and for ever
 
 constexpr int keyEvent(int keyCode) {
     return panelKeyEventType << 16 | keyCode << 8;
@@ -50,8 +51,12 @@ void FrontPanelTest() {
 }
 
 int WaitPanelKeys(int fd) {
-    for (;;) {
-        switch (ReadPanelFrame(panelFd, 0, 0)) {
+    int failures = 0;
+    while (failures < lostPortFailures) {
+        bool failed = false;
+        const int event = ReadPanelFrame(panelFd, 0, 0, &failed);
+        failures = failed ? failures + 1 : 0;
+        switch (event) {
             case upPressed:
                 SetAllPanelLamps(fd, allLampsGreen);
                 break;
@@ -64,4 +69,5 @@ int WaitPanelKeys(int fd) {
                 break;
         }
     }
+    return 0;
 }

@@ -58,16 +58,23 @@ void sendCommand(int index) {
     (void)WritePanel(frame, static_cast<size_t>(length));
 }
 
-bool readByte(int fd, Deadline deadline, uint8_t* byte) {
-    return waitReadable(fd, deadline) > 0 && read(fd, byte, 1) == 1;
+// A port while one frame is read from it.
+struct FrameSource {
+    int fd;
+    bool failed = false;  // it brought no byte: its time was up, or waiting or reading failed
+};
+
+bool readByte(FrameSource& source, Deadline deadline, uint8_t* byte) {
+    source.failed = waitReadable(source.fd, deadline) <= 0 || read(source.fd, byte, 1) != 1;
+    return !source.failed;
 }
 
 // Drops bytes until a start byte; the deadline is then what its wait was given, for the rest of the frame.
-bool huntStart(int fd, long seconds, long microseconds, Deadline* deadline) {
+bool huntStart(FrameSource& source, long seconds, long microseconds, Deadline* deadline) {
     uint8_t byte = 0;
     while (byte != panelEventStart) {
         *deadline = seconds == 0 && microseconds == 0 ? noDeadline : deadlineIn(seconds, microseconds);
-        if (!readByte(fd, *deadline, &byte)) {
+        if (!readByte(source, *deadline, &byte)) {
             return false;
         }
     }
@@ -75,19 +82,40 @@ bool huntStart(int fd, long seconds, long microseconds, Deadline* deadline) {
 }
 
 // Data and checksum of a frame whose start, length and type are read.
-int readData(int fd, Deadline deadline, uint8_t length, uint8_t type) {
+int readData(FrameSource& source, Deadline deadline, uint8_t length, uint8_t type) {
     uint8_t sum = static_cast<uint8_t>(panelEventStart + length + type);
     uint32_t value = type;
     uint8_t byte = 0;
     for (int i = panelLeastEventBytes; i < length; ++i) {
-        if (!readByte(fd, deadline, &byte)) {
+        if (!readByte(source, deadline, &byte)) {
             return 0;
         }
         sum = static_cast<uint8_t>(sum + byte);
         value = value << 8 | byte;
     }
-    const bool valid = readByte(fd, deadline, &byte) && byte == sum;
+    const bool valid = readByte(source, deadline, &byte) && byte == sum;
     return valid ? static_cast<int>(value) : 0;
+}
+
+int readFrame(FrameSource& source, long seconds, long microseconds) {
+    for (;;) {
+        Deadline deadline = noDeadline;
+        uint8_t length = 0;
+        uint8_t type = 0;
+        if (!huntStart(source, seconds, microseconds, &deadline) || !readByte(source, deadline, &length)) {
+            return 0;
+        }
+        if (length < panelLeastEventBytes || length > panelMostEventBytes ||
+            !readByte(source, deadline, &type)) {
+            return 0;
+        }
+        if (isPanelEventType(type)) {
+            return readData(source, deadline, length, type);
+        }
+        if (type == panelEventStart) {
+            return 0;
+        }
+    }
 }
 
 void* PanelHbThread(void*) {
@@ -141,24 +169,13 @@ void BuildPanelFrame(int index, uint8_t* frame, int* frameLen) {
     *frameLen = frameCommand(entry.payload, entry.length, frame);
 }
 
-int ReadPanelFrame(int fd, long seconds, long microseconds) {
-    for (;;) {
-        Deadline deadline = noDeadline;
-        uint8_t length = 0;
-        uint8_t type = 0;
-        if (!huntStart(fd, seconds, microseconds, &deadline) || !readByte(fd, deadline, &length)) {
-            return 0;
-        }
-        if (length < panelLeastEventBytes || length > panelMostEventBytes || !readByte(fd, deadline, &type)) {
-            return 0;
-        }
-        if (isPanelEventType(type)) {
-            return readData(fd, deadline, length, type);
-        }
-        if (type == panelEventStart) {
-            return 0;
-        }
+int ReadPanelFrame(int fd, long seconds, long microseconds, bool* portFailed) {
+    FrameSource source = {fd};
+    const int value = readFrame(source, seconds, microseconds);
+    if (portFailed != nullptr) {
+        *portFailed = source.failed;
     }
+    return value;
 }
 
 int QueryPanel() {

@@ -46,8 +46,9 @@ ssize_t WritePanel(const void* buf, size_t len);
 // The next frame from fd as a number: its type byte (0x20, 0x21, 0x22, 0x30), then its data bytes, most
 // significant first, the last four of them. A key event is 0x200000 + key code * 256. The start byte has the
 // given time to arrive, counted afresh after each byte that is none; the rest of the frame has what is left
-// of that. 0 seconds and 0 microseconds: no limit. 0 on timeout, read error and invalid frame.
-int ReadPanelFrame(int fd, long seconds, long microseconds);
+// of that. 0 seconds and 0 microseconds: no limit. 0 on timeout, read error and invalid frame; *portFailed,
+// if asked for, tells whether it was the port that brought no byte (timeout, read error, end of file).
+int ReadPanelFrame(int fd, long seconds, long microseconds, bool* portFailed = nullptr);
 
 // Sends the query and waits up to 10 s: the low 8 bits of the answer, 0 when no valid one came.
 int QueryPanel();

@@ -23,9 +23,17 @@ void buildRecord(PmAccessMode mode, uint8_t (&record)[pmprwRecordBytes]) {
     putLittleEndian32(record + pmRecord::address, pmState.addrWord);
 }
 
-int spiTransfer(uint16_t ctrlWord) {
+int spiTransfer(const char* name, uint16_t ctrlWord) {
     pmState.ctrlWord = ctrlWord;
-    return pmprw(PmAccessMode::spiTransfer);
+    const int result = pmprw(PmAccessMode::spiTransfer);
+    if (result < 0) {
+        printf("ERR : %s, spi JMB39X fail (%d)\n", name, errno);
+    }
+    return result;
+}
+
+int waitFlashIdle() {
+    return waitflashrdy(flashPollLimit);
 }
 
 }  // namespace
@@ -57,55 +65,31 @@ int read39xByte(uint32_t address) {
 }
 
 int spiWREN() {
-    const int result = spiTransfer(pmControl::writeEnable);
-    if (result < 0) {
-        printf("ERR : spiWREN, spi JMB39X fail (%d)\n", errno);
-    }
-    return result;
+    return spiTransfer("spiWREN", pmControl::writeEnable);
 }
 
 int spiRDSR() {
-    const int result = spiTransfer(pmControl::readStatus);
-    if (result < 0) {
-        printf("ERR : spiRDSR, spi JMB39X fail (%d)\n", errno);
-    }
-    return result;
+    return spiTransfer("spiRDSR", pmControl::readStatus);
 }
 
 int spiWRSR(uint8_t value) {
     pmState.dataWord = value;
-    const int result = spiTransfer(pmControl::writeStatus);
-    if (result < 0) {
-        printf("ERR : spiWRSR, spi JMB39X fail (%d)\n", errno);
-    }
-    return result;
+    return spiTransfer("spiWRSR", pmControl::writeStatus);
 }
 
 int spiREAD(uint32_t address) {
     pmState.addrWord = address;
-    const int result = spiTransfer(pmControl::read);
-    if (result < 0) {
-        printf("ERR : spiREAD, spi JMB39X fail (%d)\n", errno);
-    }
-    return result;
+    return spiTransfer("spiREAD", pmControl::read);
 }
 
 int spiPP(uint32_t address, uint32_t word) {
     pmState.dataWord = word;
     pmState.addrWord = address;
-    const int result = spiTransfer(pmControl::pageProgram);
-    if (result < 0) {
-        printf("ERR : spiPP, spi JMB39X fail (%d)\n", errno);
-    }
-    return result;
+    return spiTransfer("spiPP", pmControl::pageProgram);
 }
 
 int spiCE() {
-    const int result = spiTransfer(pmControl::chipErase);
-    if (result < 0) {
-        printf("ERR : spiCE, spi JMB39X fail (%d)\n", errno);
-    }
-    return result;
+    return spiTransfer("spiCE", pmControl::chipErase);
 }
 
 int waitflashrdy(int limit) {
@@ -158,41 +142,21 @@ int writeflash(uint32_t address, const uint32_t* words, uint32_t count) {
 }
 
 int eraseflash() {
-    int result = waitflashrdy(flashPollLimit);
-    if (result < 0) {
-        return failWith("ERR : eraseflash, waitflashrdy(10000) fail1", result);
-    }
-    result = spiWREN();
-    if (result < 0) {
-        return failWith("ERR : eraseflash, spiWREN fail", result);
-    }
-    result = spiCE();
-    if (result < 0) {
-        return failWith("ERR : eraseflash, spiCE fail", result);
-    }
-    result = waitflashrdy(flashPollLimit);
-    if (result < 0) {
-        return failWith("ERR : eraseflash, waitflashrdy(10000) fail2", result);
-    }
-    return result;
+    constexpr PmStep steps[] = {
+        {waitFlashIdle, "ERR : eraseflash, waitflashrdy(10000) fail1"},
+        {spiWREN, "ERR : eraseflash, spiWREN fail"},
+        {spiCE, "ERR : eraseflash, spiCE fail"},
+        {waitFlashIdle, "ERR : eraseflash, waitflashrdy(10000) fail2"},
+    };
+    return perform(steps);
 }
 
 int disableflashWP() {
-    int result = waitflashrdy(flashPollLimit);
-    if (result < 0) {
-        return failWith("ERR : disableflashWP, waitflashrdy(10000) fail1", result);
-    }
-    result = spiWREN();
-    if (result < 0) {
-        return failWith("ERR : disableflashWP, spiWREN fail", result);
-    }
-    result = spiWRSR(0);
-    if (result < 0) {
-        return failWith("ERR : disableflashWP, spiWRSR fail", result);
-    }
-    result = waitflashrdy(flashPollLimit);
-    if (result < 0) {
-        return failWith("ERR : disableflashWP, waitflashrdy(10000) fail2", result);
-    }
-    return result;
+    constexpr PmStep steps[] = {
+        {waitFlashIdle, "ERR : disableflashWP, waitflashrdy(10000) fail1"},
+        {spiWREN, "ERR : disableflashWP, spiWREN fail"},
+        {[] { return spiWRSR(0); }, "ERR : disableflashWP, spiWRSR fail"},
+        {waitFlashIdle, "ERR : disableflashWP, waitflashrdy(10000) fail2"},
+    };
+    return perform(steps);
 }

@@ -28,6 +28,25 @@ extern PmState pmState;
 // Ends an operation that failed: prints its line of the failure, with a line break, and hands result on.
 int failWith(const char* message, int result);
 
+// A step of an operation, and the line of the operation that ends there.
+struct PmStep {
+    int (*run)();
+    const char* failure;
+};
+
+// The steps one after another, up to the first that fails: the result of the last one run.
+template <int count>
+int perform(const PmStep (&steps)[count]) {
+    int result = 0;
+    for (const PmStep& step : steps) {
+        result = step.run();
+        if (result < 0) {
+            return failWith(step.failure, result);
+        }
+    }
+    return result;
+}
+
 // One request, built from pmState and stored back into it. Leaves errno as the request set it.
 int pmprw(PmAccessMode mode);
 

@@ -95,17 +95,14 @@ int checkLength(const uint8_t* header) {
 
 // A flash that holds no image proves itself by keeping a pattern.
 int probeFlash() {
-    int result = disableflashWP();
+    constexpr PmStep programPattern[] = {
+        {disableflashWP, "ERR : chkflashsts, disableflashWP fail"},
+        {eraseflash, "ERR : chkflashsts, eraseflash fail"},
+        {[] { return writeflash(0, flashProbePattern, probeWords); }, "ERR : chkflashsts, writeflash fail"},
+    };
+    int result = perform(programPattern);
     if (result < 0) {
-        return failWith("ERR : chkflashsts, disableflashWP fail", result);
-    }
-    result = eraseflash();
-    if (result < 0) {
-        return failWith("ERR : chkflashsts, eraseflash fail", result);
-    }
-    result = writeflash(0, flashProbePattern, probeWords);
-    if (result < 0) {
-        return failWith("ERR : chkflashsts, writeflash fail", result);
+        return result;
     }
     uint32_t words[probeWords] = {};
     result = readflash(0, words, probeWords);

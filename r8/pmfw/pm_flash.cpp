@@ -116,13 +116,13 @@ int verifycode() {
 }
 
 int uploadcode() {
-    int result = disableflashWP();
+    constexpr PmStep clearFlash[] = {
+        {disableflashWP, "ERR : uploadcode, disableflashWP fail"},
+        {eraseflash, "ERR : uploadcode, eraseflash fail"},
+    };
+    int result = perform(clearFlash);
     if (result < 0) {
-        return failWith("ERR : uploadcode, disableflashWP fail", result);
-    }
-    result = eraseflash();
-    if (result < 0) {
-        return failWith("ERR : uploadcode, eraseflash fail", result);
+        return result;
     }
     rewindImage();
     printf("INFO: Upload flash #%d\n", pmState.flashIndex + 1);

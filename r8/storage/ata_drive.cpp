@@ -9,6 +9,8 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include "r8/descriptor.h"
+
 // The board's kernel has 32-bit longs, and these are the numbers that it knows.
 static_assert(HDIO_DRIVE_CMD == 0x031F, "the board's kernel knows this number");
 static_assert(sizeof(long) != 4 || BLKGETSIZE64 == 0x80041272, "the board's kernel knows this number");
@@ -84,16 +86,15 @@ uint64_t deviceCapacity(const char* path) {
         puts("invalid devName");
         return unknownCapacity;
     }
-    const int fd = open(path, O_RDONLY);
-    if (fd == -1) {
+    const Descriptor drive(open(path, O_RDONLY));
+    if (drive.number() == -1) {
         printf("Can not open %s \n", path);
         return unknownCapacity;
     }
     uint64_t size = unknownCapacity;
-    if (blockDeviceBytes(fd, &size) != 0) {
+    if (blockDeviceBytes(drive.number(), &size) != 0) {
         printf("Can not get %s size \n", path);
     }
-    (void)close(fd);
     return size;
 }
 
@@ -101,17 +102,16 @@ int ataIdentify(const char* path, uint8_t* buffer) {
     if (path == nullptr) {
         return -1;
     }
-    const int fd = open(path, O_RDWR | O_NONBLOCK);
-    if (fd == -1) {
+    const Descriptor drive(open(path, O_RDWR | O_NONBLOCK));
+    if (drive.number() == -1) {
         return -1;
     }
-    const int result = sendIdentifyDevice(fd, buffer);
+    const int result = sendIdentifyDevice(drive.number(), buffer);
     if (result < 0) {
         printf("send IDENTIFY DEVICE command, return %d\n", result);
     }
     for (const AtaTextField& field : textFields) {
         swapCharacterPairs(buffer + field.offset, field.length);
     }
-    (void)close(fd);
     return result;
 }

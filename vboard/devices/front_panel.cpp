@@ -129,6 +129,9 @@ void FrontPanel::obey(const std::vector<std::uint8_t>& frame) {
                                             : Lamps::off;
         if (std::exchange(keysWaitForLamps_, false)) {
             line.sendLater(sends);
+            if (hangsUpAfter) {
+                clock_->after(*hangsUpAfter, [this] { line.hangUp(); });
+            }
         }
     }
 }

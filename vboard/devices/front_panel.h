@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,10 +17,11 @@ class FrontPanel : public Device {
     enum class Lamps { off, green, red };
 
     // To set before a run.
-    bool present = true;             // the port is there
-    SerialLine line;                 // the main board's side of it
-    std::vector<TimedBytes> answer;  // to a query, at counts from its last byte; none: the panel is silent
-    std::vector<TimedBytes> sends;   // at counts from the lamps' first setting after a query
+    bool present = true;               // the port is there
+    SerialLine line;                   // the main board's side of it
+    std::vector<TimedBytes> answer;    // to a query, at counts from its last byte; none: the panel is silent
+    std::vector<TimedBytes> sends;     // at counts from the lamps' first setting after a query
+    std::optional<Time> hangsUpAfter;  // as much after that setting the port loses its hardware
 
     // To look at after a run.
     Lamps lamps = Lamps::off;

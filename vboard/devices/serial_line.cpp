@@ -138,6 +138,7 @@ void SerialLine::handOver() {
 }
 
 Result SerialLine::open(const OpenFile&) {
+    hungUp_ = hungUp_ && openCount_ != 0;
     ++openCount_;
     return {};
 }
@@ -150,12 +151,18 @@ void SerialLine::close(const OpenFile&) {
 }
 
 bool SerialLine::readable() const {
+    if (hungUp_) {
+        return true;
+    }
     const bool byLine = (attributes.c_lflag & ICANON) != 0;
     return byLine ? std::find(receiveQueue_.begin(), receiveQueue_.end(), '\n') != receiveQueue_.end()
                   : !receiveQueue_.empty();
 }
 
 Result SerialLine::read(OpenFile&, std::span<std::uint8_t> into) {
+    if (hungUp_) {
+        return {};
+    }
     const std::size_t count = readable() ? std::min(into.size(), receiveQueue_.size()) : 0;
     const auto end = receiveQueue_.begin() + static_cast<std::ptrdiff_t>(count);
     std::copy(receiveQueue_.begin(), end, into.begin());
@@ -164,6 +171,9 @@ Result SerialLine::read(OpenFile&, std::span<std::uint8_t> into) {
 }
 
 Result SerialLine::write(OpenFile&, std::span<const std::uint8_t> bytes) {
+    if (hungUp_) {
+        return Result::failure(EIO);
+    }
     const bool addsReturns = (attributes.c_oflag & OPOST) != 0 && (attributes.c_oflag & ONLCR) != 0;
     std::size_t accepted = 0;
     while (accepted < bytes.size() && writable()) {

@@ -45,6 +45,9 @@ class SerialLine : public Node, public Terminal {
     void send(const std::vector<std::uint8_t>& bytes);
     void sendLater(const std::vector<TimedBytes>& pieces);  // at counts from now
 
+    // The port loses its hardware: whoever has it open reads the end of file at once and writes nothing more.
+    void hangUp() { hungUp_ = true; }
+
     // A byte with its stop bit at the port's receiver, lost while nobody has the port open; and what an end
     // at 9600 8N1 makes of the port's byte.
     void receive(std::uint8_t byte);
@@ -75,6 +78,7 @@ class SerialLine : public Node, public Terminal {
     std::deque<std::uint8_t> receiveFifo_;  // in the UART, not handed over yet
     std::deque<std::uint8_t> receiveQueue_;
     bool transmitting_ = false;
+    bool hungUp_ = false;  // until it is opened anew
     unsigned openCount_ = 0;
     std::uint64_t receivedCount_ = 0;
     Time otherEndBusyUntil_{0};
