@@ -9,6 +9,7 @@ armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armh
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"
 benchmarkPackages="libbenchmark-dev"
+tidyPackages="clang-tidy"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
@@ -65,17 +66,48 @@ needPreset() {
     esac
 }
 
+# Runs a command with its output in a log, which is shown when it fails; says after three seconds what takes so long.
+runLogged() {
+    log=$1
+    hint=$2
+    shift 2
+    (
+        sleep 3 2>/dev/null &
+        sleeper=$!
+        trap 'kill "$sleeper"; exit' TERM
+        wait "$sleeper" && kill -0 $$ && say "$hint"
+    ) >/dev/null &
+    hinter=$!
+    status=0
+    "$@" >"$log" 2>&1 || status=$?
+    kill "$hinter" 2>/dev/null || true # it may have spoken already
+    wait "$hinter" 2>/dev/null || true
+    [ "$status" = 0 ] || { cat "$log" >&2; fail "$*"; }
+}
+
+# In a moved or copied checkout CMake would complain and then build and run the old place's program, with success.
+configuredHere() {
+    home=$(sed -n 's/^CMAKE_HOME_DIRECTORY:INTERNAL=//p' "build/$1/CMakeCache.txt" 2>/dev/null) || return 1
+    [ -f "build/$1/build.ninja" ] && [ -d "$home" ] && [ "$(cd "$home" && pwd -P)" = "$(pwd -P)" ]
+}
+
+# Configures a preset, unless that was done in this very folder.
+configurePreset() {
+    mkdir -p "build/$1"
+    ! configuredHere "$1" || return 0
+    # The ARM builds within this one have caches of their own.
+    find "build/$1" -mindepth 2 -name CMakeCache.txt -delete
+    [ "$1" != armhf-test ] || rm -f build/armhf/CMakeCache.txt build/armel/CMakeCache.txt
+    runLogged "build/$1/build.log" "configuring build/$1" cmake --fresh --preset "$1"
+}
+
 # Configures a preset once and builds it, or only the targets named behind it; the compiler speaks only when
 # something is wrong.
 buildPreset() {
     preset=$1
     shift
-    mkdir -p "build/$preset"
-    log="build/$preset/build.log"
-    [ -d "build/$preset/bin" ] || say "building build/$preset (the first time takes a minute or two)"
-    if [ ! -f "build/$preset/build.ninja" ]; then
-        cmake --preset "$preset" >"$log" 2>&1 || { cat "$log" >&2; fail "cmake --preset $preset"; }
-    fi
-    cmake --build --preset "$preset" ${1:+--target "$@"} >"$log" 2>&1 ||
-        { cat "$log" >&2; fail "cmake --build --preset $preset"; }
+    hint="building build/$preset anew where sources have changed"
+    [ -d "build/$preset/bin" ] || hint="building build/$preset (the first time takes a minute or two)"
+    configurePreset "$preset"
+    runLogged "build/$preset/build.log" "$hint" cmake --build --preset "$preset" ${1:+--target "$@"}
 }
