@@ -8,7 +8,7 @@
 #include "board/boardinfo.h"
 #include "driver/report/report_channel.h"
 #include "input.h"
-#include "record_framer.h"
+#include "station/link/record_framer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     CpldInfo info = {};
