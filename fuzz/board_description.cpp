@@ -8,7 +8,7 @@
 #include "r8/board/board_config.h"
 #include "r8/board/boardinfo.h"
 #include "r8/driver/report/report_channel.h"
-#include "record_framer.h"
+#include "station/link/record_framer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     CpldInfo info = {};

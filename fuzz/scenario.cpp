@@ -1,9 +1,9 @@
 // Whatever stands in a scenario: it sets up a board, or it is refused with its file named; nothing else ever
 // comes out. What was accepted once is accepted again on the same board.
 
+#include "vboard/scenario/scenario.h"
 #include "fuzz/input.h"
 #include "vboard/board.h"
-#include "vboard/scenario/scenario.h"
 
 namespace {
 

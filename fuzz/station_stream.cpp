@@ -4,9 +4,9 @@
 #include <algorithm>
 
 #include "fuzz/input.h"
-#include "record_framer.h"
-#include "run_interpreter.h"
-#include "text.h"
+#include "station/interpret/run_interpreter.h"
+#include "station/interpret/text.h"
+#include "station/link/record_framer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) {

@@ -5,9 +5,9 @@
 #include <iconv.h>
 
 #include "fuzz/input.h"
-#include "run_interpreter.h"
-#include "text.h"
-#include "verdict.h"
+#include "station/interpret/run_interpreter.h"
+#include "station/interpret/text.h"
+#include "station/interpret/verdict.h"
 
 namespace {
 
@@ -55,9 +55,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     interpreter.finish(1, {}, false);
     MUST(interpreter.run.outcome == station::Outcome::incomplete);  // no end marker is a whole record here
     station::judgeClock(interpreter.run, station::ClockJudge::automatic, nullptr);
-    (void)interpreter.run.board.dump();
-    for (const station::Item& item : interpreter.run.items) {
-        (void)item.measured.dump();  // throws on what is no UTF-8
+    for (const auto& [label, value] : std::get<station::cpldItem>(interpreter.run.measured).labels) {
+        mustBeSafe(label);
+        mustBeSafe(value);
+    }
+    for (const station::Drive& drive : std::get<station::sataItem>(interpreter.run.measured).drives) {
+        mustBeSafe(drive.device + drive.serial.value_or("") + drive.model.value_or(""));
     }
     return 0;
 }

@@ -1,18 +1,19 @@
-#include "session.h"
+#include "station/session.h"
 
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
+#include <utility>
 
-#include "text.h"
+#include "station/interpret/text.h"
 
 namespace station {
 
 namespace {
 
-constexpr size_t longestConsoleLine = 4096;
+constexpr std::size_t longestConsoleLine = 4096;
 
 bool personIsThere() {
     return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
@@ -20,28 +21,28 @@ bool personIsThere() {
 
 }  // namespace
 
-Session::Session(const std::filesystem::path& resultsFolder, AttemptInfo info, Language words)
-    : results(resultsFolder),
-      attempt(resultsFolder, std::move(info)),
-      view(stdout, isatty(STDOUT_FILENO) == 1, words, readHistory(resultsFolder)),
-      language(words) {
-    interpreter.onStep = [this](const Step& step) { view.showStep(step); };
-    interpreter.onLine = [this](const Line& line) {
-        attempt.appendLine(line);
-        view.showLine(line);
+Session::Session(const std::filesystem::path& results, AttemptInfo info, Language language)
+    : results_(results),
+      attempt_(results, std::move(info)),
+      view_(stdout, isatty(STDOUT_FILENO) == 1, language, readHistory(results)),
+      language_(language) {
+    interpreter_.onStep = [this](const Step& step) { view_.showStep(step); };
+    interpreter_.onLine = [this](const Line& line) {
+        attempt_.appendLine(line);
+        view_.showLine(line);
     };
 }
 
 double Session::now() const {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
 void Session::console(LineBuffer& buffer, std::string_view bytes) {
     buffer.pending += bytes;
     std::string_view left = buffer.pending;
-    size_t lineEnd;
+    std::size_t lineEnd;
     while ((lineEnd = std::min(left.find('\n'), longestConsoleLine)) < left.size()) {
-        interpreter.console(now(), buffer.decode(left.substr(0, lineEnd)));
+        interpreter_.console(now(), buffer.decode(left.substr(0, lineEnd)));
         left.remove_prefix(lineEnd + (left[lineEnd] == '\n' ? 1 : 0));
     }
     buffer.pending.erase(0, buffer.pending.size() - left.size());
@@ -50,27 +51,27 @@ void Session::console(LineBuffer& buffer, std::string_view bytes) {
 StreamHandlers Session::handlers() {
     StreamHandlers handlers;
     handlers.records = [this](std::string_view bytes) {
-        attempt.appendStream(bytes);
-        framer.feed(bytes, [this](std::string_view text) { interpreter.record(now(), utf8FromGbk(text)); });
+        attempt_.appendStream(bytes);
+        framer_.feed(bytes, [this](std::string_view text) { interpreter_.record(now(), utf8FromGbk(text)); });
     };
-    handlers.console = [this](std::string_view bytes) { console(output, bytes); };
-    handlers.errors = [this](std::string_view bytes) { console(errors, bytes); };
-    handlers.tick = [this] { view.showStatus(now()); };
+    handlers.console = [this](std::string_view bytes) { console(output_, bytes); };
+    handlers.errors = [this](std::string_view bytes) { console(errors_, bytes); };
+    handlers.tick = [this] { view_.showStatus(now()); };
     return handlers;
 }
 
 // The pairs of times were on the screen; the person says whether the board's clock is right.
 std::optional<bool> Session::askAboutClock() const {
-    if (!interpreter.run.reasons.empty()) {
+    if (!interpreter_.run.reasons.empty()) {
         return std::nullopt;
     }
     giveBackSignals();
     (void)tcflush(STDIN_FILENO, TCIFLUSH);  // what was typed before the question is no answer to it
-    for (const Json& pair : interpreter.run.items[clockItem].measured.value("pairs", Json::array())) {
-        std::cout << "  " << pair.value("clock", "") << "   " << pair.value("system", "") << '\n';
+    for (const ClockPair& pair : std::get<clockItem>(interpreter_.run.measured).pairs) {
+        std::cout << "  " << pair.clock << "   " << pair.system << '\n';
     }
-    std::cout << (language == Language::english ? "Do clock (left) and system time (right) agree? [y/n] "
-                                                : "时钟时间(左)与系统时间(右)一致吗? [y/n] ")
+    std::cout << (language_ == Language::english ? "Do clock (left) and system time (right) agree? [y/n] "
+                                                 : "时钟时间(左)与系统时间(右)一致吗? [y/n] ")
               << std::flush;
     std::string answer;
     while (std::getline(std::cin, answer)) {
@@ -83,27 +84,27 @@ std::optional<bool> Session::askAboutClock() const {
 }
 
 ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
-    for (const LineBuffer* buffer : {&output, &errors}) {
+    for (const LineBuffer* buffer : {&output_, &errors_}) {
         if (!buffer->pending.empty()) {
-            interpreter.console(now(), buffer->decode(buffer->pending));
+            interpreter_.console(now(), buffer->decode(buffer->pending));
         }
     }
-    TestRun& run = interpreter.run;
-    interpreter.finish(now(), end, framer.torn());
-    view.eraseStatus();
+    TestRun& run = interpreter_.run;
+    interpreter_.finish(now(), end, framer_.torn());
+    view_.eraseStatus();
     if (judge == ClockJudge::ask && !personIsThere()) {
         judge = ClockJudge::automatic;
     }
     if (judge == ClockJudge::ask) {
         // Who walks away from the question loses nothing.
-        attempt.finish(run, end, framer.records, framer.torn());
+        attempt_.finish(run, end, framer_.records, framer_.torn());
     }
     judgeClock(run, judge, [this] { return askAboutClock(); });
-    attempt.finish(run, end, framer.records, framer.torn());
+    attempt_.finish(run, end, framer_.records, framer_.torn());
     if (run.reasons.empty() && end.exitStatus) {  // a stored stream takes no time
-        writeHistory(results, run);
+        writeHistory(results_, run);
     }
-    view.showVerdict(attempt.about(), run, attempt.folder() / "record.json");
+    view_.showVerdict(attempt_.about(), run, attempt_.folder() / "record.json");
     switch (run.outcome) {
         case Outcome::passed:
             return exitPassed;

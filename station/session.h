@@ -6,18 +6,16 @@
 #include <chrono>
 #include <filesystem>
 
-#include "attempt.h"
-#include "live_view.h"
-#include "record_framer.h"
-#include "run_interpreter.h"
-#include "text.h"
-#include "tool_process.h"
-#include "verdict.h"
+#include "station/exit_status.h"
+#include "station/interpret/run_interpreter.h"
+#include "station/interpret/text.h"
+#include "station/interpret/verdict.h"
+#include "station/keep/attempt.h"
+#include "station/link/record_framer.h"
+#include "station/link/tool_process.h"
+#include "station/show/live_view.h"
 
 namespace station {
-
-// Exit statuses of the station, for scripts. Incomplete is also a unit whose clock nobody has judged yet.
-enum ExitStatus { exitPassed = 0, exitFailed = 1, exitWrongUse = 2, exitIncomplete = 3 };
 
 class Session {
   public:
@@ -41,15 +39,15 @@ class Session {
     void console(LineBuffer& buffer, std::string_view bytes);
     std::optional<bool> askAboutClock() const;
 
-    std::filesystem::path results;
-    std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
-    Attempt attempt;
-    RunInterpreter interpreter;
-    RecordFramer framer;
-    LineBuffer output{utf8FromGbk};
-    LineBuffer errors{utf8FromEither};
-    LiveView view;
-    Language language;
+    std::filesystem::path results_;
+    std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
+    Attempt attempt_;
+    RunInterpreter interpreter_;
+    RecordFramer framer_;
+    LineBuffer output_{utf8FromGbk};
+    LineBuffer errors_{utf8FromEither};
+    LiveView view_;
+    Language language_;
 };
 
 }  // namespace station

@@ -12,8 +12,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "files.h"
-#include "run.h"
+#include "host/descriptor.h"
+#include "station/keep/files.h"
+#include "station/keep/json.h"
 #include "vboard/board.h"
 #include "vboard/scenario/scenario.h"
 
@@ -132,7 +133,8 @@ class StationBench : public testing::Test {
     }
 
     fs::path attempt(int number, const std::string& unit = "7") const {
-        return bench / "results" / unit / ("000" + std::to_string(number));
+        const std::string digits = std::to_string(number);
+        return bench / "results" / unit / (std::string(4 - digits.size(), '0') + digits);
     }
     Json record(int number, const std::string& unit = "7") const {
         return Json::parse(station::readFile(attempt(number, unit) / "record.json"));

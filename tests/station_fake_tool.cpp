@@ -1,7 +1,8 @@
 // Plays the tool for the station's tests: station_fake_tool netR8test FIFO RECORDS CONSOLE END
 // RECORDS and CONSOLE are files whose bytes go to the pipe and to standard output. END: "exit:STATUS",
-// "signal:NUMBER", "talker" to leave a child behind that prints for ever, or "hang" to wait until somebody
-// ends us or nobody reads the pipe any more.
+// "signal:NUMBER", "talker" to leave a child behind that prints for ever, "words" to say something on
+// standard error at the very end, or "hang" to wait until somebody ends us or nobody reads the pipe any more;
+// "deaf" does so too and answers SIGTERM with a line only.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -34,6 +35,10 @@ static void leaveTalkerBehind() {
     _exit(0);
 }
 
+static void answer(int) {
+    (void)!write(STDOUT_FILENO, "asked\n", 6);
+}
+
 int main(int argc, char** argv) {
     if (argc != 6) {
         return 99;
@@ -48,9 +53,16 @@ int main(int argc, char** argv) {
     pollfd readerGone = {};  // a pipe's writing end reports an error then, asked for or not
     const char* const value = strchr(argv[5], ':');
     switch (argv[5][0]) {
+        case 'd':
+            (void)signal(SIGTERM, answer);
+            [[fallthrough]];
         case 'h':
             readerGone.fd = pipe;
-            return poll(&readerGone, 1, -1) == 1 ? 0 : 96;
+            while (poll(&readerGone, 1, -1) != 1) {
+            }
+            return 0;
+        case 'w':
+            return write(STDERR_FILENO, "last words", 10) == 10 ? 0 : 95;
         case 't':
             leaveTalkerBehind();
             return 0;

@@ -1,11 +1,13 @@
 // The program as a station engineer uses it: real processes, a real pipe, a tool that does as told.
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <pty.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
-#include "report.h"
-#include "station_bench.h"
+#include "tests/station_bench.h"
 
 using namespace station;
 using namespace station_test;
@@ -53,6 +55,9 @@ class StationRun : public StationBench {
         FAIL() << text << " does not come";
     }
 
+    // Returns as soon as the attempt is there.
+    void waitForAttempt(int number) const { waitForLine(number, ""); }
+
     // What a terminal shows up to that text.
     static std::string readUntil(int terminal, const std::string& text) {
         std::string shown;
@@ -67,8 +72,7 @@ class StationRun : public StationBench {
 };
 
 TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
-    const std::string console =
-        gbk("no kill vidapp\n网卡1 mac地址:00:11:22:33:44:55\nwrite error file = nic ,line = 9 \n");
+    const std::string console = gbk("no kill vidapp\n网卡1 mac地址:00:11:22:33:44:55\n");
     ASSERT_EQ(station(runWords(healthy, "exit:0", console)), 0) << output();
     const Json kept = record(1);
     EXPECT_EQ(kept["outcome"], "passed");
@@ -76,7 +80,6 @@ TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
     EXPECT_EQ(kept["tool"]["sha256"], sha256OfFile(FAKE_TOOL));
     EXPECT_EQ(kept["tool"]["exitStatus"], 0);
     EXPECT_EQ(kept["board"]["macs"][0], "00:11:22:33:44:55");
-    EXPECT_EQ(kept["lostLines"], 1);
     EXPECT_EQ(kept["stream"]["bytes"], healthy.size());
     EXPECT_EQ(readFile(attempt(1) / "stream.raw"), healthy);
     EXPECT_THAT(readFile(attempt(1) / "lines.txt"), HasSubstr(" pipe    第5步:\n"));
@@ -108,6 +111,8 @@ TEST_F(StationRun, exitStatusTellsTheOutcome) {
         EXPECT_EQ(record(++number)["outcome"], outcome);
     }
     EXPECT_EQ(record(2)["items"][1]["outcome"], "failed");
+    EXPECT_EQ(record(5)["stream"]["torn"], true);
+    EXPECT_EQ(record(5)["reasons"][0], "the record stream is torn");
     EXPECT_THAT(readFile(attempt(2) / "junit.xml"), HasSubstr("<failure message=\"失败\" />"));
     EXPECT_EQ(record(4)["tool"]["signal"], 9);
 }
@@ -120,9 +125,111 @@ TEST_F(StationRun, endsAToolThatHangs) {
     EXPECT_EQ(record(1)["reasons"][0], "the tool did not end in time");
 }
 
+TEST_F(StationRun, killsAToolThatIgnoresTheRequestToEnd) {
+    std::vector<std::string> words = runWords(healthy, "deaf");
+    words.insert(words.begin() + 1, {"--timeout", "0.05"});
+    const pid_t child = startStation(words);
+    waitForLine(1, "asked");
+    EXPECT_EQ(statusOf(child), 3);
+    EXPECT_EQ(record(1)["tool"]["signal"], SIGKILL);
+
+    const pid_t told = startStation(runWords(healthy, "deaf"));
+    waitForLine(2, "R8TESTEND");
+    kill(told, SIGTERM);
+    waitForLine(2, "asked");
+    kill(told, SIGTERM);
+    EXPECT_EQ(statusOf(told), 3);
+    EXPECT_EQ(record(2)["tool"]["signal"], SIGKILL);
+}
+
+TEST_F(StationRun, keepsTheLastWordsOnStandardError) {
+    EXPECT_EQ(station(runWords(healthy, "words")), 0) << output();
+    EXPECT_THAT(readFile(attempt(1) / "lines.txt"), HasSubstr(" console last words\n"));
+}
+
+// Every call that came after Linux 4.4 is one that this kernel does not have.
+TEST_F(StationRun, worksOnTheOldestKernel) {
+    std::vector<std::string> words = runWords(healthy, "exit:0");
+    words.insert(words.begin(), STATION);
+    const pid_t child = fork();
+    if (child == 0) {
+        sock_filter newer[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JGT | BPF_K, SYS_mlock2, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        };
+        const sock_fprog program = {std::size(newer), newer};
+        (void)prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
+        _exit(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0
+                  ? execv(STATION, pointersTo(words).data())
+                  : 99);
+    }
+    EXPECT_EQ(statusOf(child), 0);
+    EXPECT_EQ(record(1)["outcome"], "passed");
+}
+
 TEST_F(StationRun, endsWithTheToolWhateverItLeavesBehind) {
     EXPECT_EQ(station(runWords(healthy, "talker")), 0);
     EXPECT_EQ(record(1)["outcome"], "passed");
+}
+
+class StationDisk : public StationRun {
+  protected:
+    // The station's status on a disk that is full for files whose path holds the text.
+    int stationOnDisk(const std::string& fullFor, const std::vector<std::string>& words) const {
+        std::vector<std::string> all = {"/usr/bin/env", "LD_PRELOAD=" DISK_RECORDER,
+                                        "DISK_LOG=" + (bench / "log").string(), STATION};
+        if (!fullFor.empty()) {
+            all.insert(all.begin() + 1, "DISK_FULL_FOR=" + fullFor);
+        }
+        all.insert(all.end(), words.begin(), words.end());
+        return statusOf(start(all));
+    }
+};
+
+// A record that says final stands for lines and stream that outlast a power cut.
+TEST_F(StationDisk, filesAreSyncedBeforeTheRecordTakesItsPlace) {
+    ASSERT_EQ(stationOnDisk("", runWords(healthy, "exit:0")), 0) << output();
+    std::string log = readFile(bench / "log");
+    const std::string unit = (bench / "results/7").string();
+    for (const std::string& what :
+         {std::string("/record.json."), "rename " + unit + "/.new-", "sync " + unit + "/.new-",
+          "rename " + unit + "/0001\n", "sync " + unit + "\n", "sync " + (bench / "results\n").string(),
+          std::string("0001/stream.raw\n"), std::string("0001/lines.txt\n"), std::string("0001/junit.xml."),
+          std::string("0001/record.json."), "rename " + unit + "/0001/junit.xml\n",
+          "rename " + unit + "/0001/record.json\n", "sync " + unit + "/0001\n"}) {
+        const std::size_t found = log.find(what);
+        ASSERT_NE(found, std::string::npos) << what << " is not behind its predecessors in\n"
+                                            << readFile(bench / "log");
+        log.erase(0, found + what.size());
+    }
+}
+
+TEST_F(StationDisk, fullDiskGivesNoPassAndNoContradiction) {
+    const struct {
+        const char* fullFor;
+        const char* reason;
+        const char* kept;  // the record's first reason
+    } cases[] = {
+        {"/lines.txt", "stream or lines could not be kept: No space", "stream or lines"},
+        {"/stream.raw", "stream or lines could not be kept: No space", "stream or lines"},
+        {"/0003/record.json", "the record could not be kept: ", "the station did not come to the end"},
+        {"/0004/junit.xml", "the record could not be kept: ", "the station did not come to the end"},
+    };
+    int number = 0;
+    for (const auto& [fullFor, reason, kept] : cases) {
+        EXPECT_EQ(stationOnDisk(fullFor, runWords(healthy, "exit:0")), 3) << fullFor;
+        EXPECT_THAT(output(), HasSubstr(reason)) << fullFor;
+        EXPECT_THAT(output(), HasSubstr("未完成          7 #" + std::to_string(++number)));
+        EXPECT_EQ(record(number)["outcome"], "incomplete") << fullFor;
+        EXPECT_THAT(record(number)["reasons"][0].get<std::string>(), HasSubstr(kept));
+        EXPECT_EQ(fs::exists(attempt(number) / "junit.xml"), number <= 2) << fullFor;
+        const auto files = std::distance(fs::directory_iterator(attempt(number)), fs::directory_iterator());
+        EXPECT_EQ(files, number <= 2 ? 4 : 3) << fullFor;
+    }
+    EXPECT_EQ(stationOnDisk("/.new-", runWords(healthy, "exit:0")), 2);
+    EXPECT_EQ(std::distance(fs::directory_iterator(bench / "results/7"), fs::directory_iterator()), number);
 }
 
 TEST_F(StationRun, stoppedStationEndsTheToolAndWritesTheRecord) {
@@ -145,7 +252,8 @@ TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
         EXPECT_EQ(statusOf(child), 128 + SIGKILL);
         EXPECT_EQ(record(1)["outcome"], "incomplete");
         EXPECT_EQ(readFile(attempt(1) / "stream.raw"), healthy.substr(0, bytes));
-        EXPECT_THAT(htmlPage(readResults(bench / "results")), HasSubstr(lastLine));
+        ASSERT_EQ(station({"report", bench / "results"}), 0) << output();
+        EXPECT_THAT(readFile(bench / "results/report.html"), HasSubstr(lastLine));
         waitForTheOrphan();
         EXPECT_EQ(station(runWords(healthy, "exit:0")), 0) << output();
         EXPECT_EQ(record(2)["outcome"], "passed");
@@ -181,12 +289,29 @@ TEST_F(StationRun, stationsOnOneFolderEachGetTheirOwnAttempt) {
     }
 }
 
+TEST_F(StationRun, ofTwoStationsOnOnePipeExactlyOneRuns) {
+    for (int pair = 0; pair < 40; ++pair) {
+        const std::vector<std::string> words = runWords("", "hang");
+        const pid_t stations[] = {startStation(words), startStation(words)};
+        int status = 0;
+        const pid_t refused = waitpid(-1, &status, 0);
+        EXPECT_EQ(WEXITSTATUS(status), 2) << pair;
+        const pid_t winner = stations[refused == stations[0] ? 1 : 0];
+        ASSERT_EQ(waitpid(winner, &status, WNOHANG), 0) << "both were refused, pair " << pair;
+        waitForAttempt(pair + 1);
+        kill(winner, SIGTERM);
+        EXPECT_EQ(statusOf(winner), 3) << pair;
+    }
+}
+
 TEST_F(StationRun, refusesWrongUseBeforeAnythingIsKept) {
     const std::string fifo = bench / "fifo";
     const std::string other = file("other", "precious");
     const std::vector<std::string> cases[] = {
         {"run", "--", "true"},
         {"run", "--unit", " ", "--", "true"},
+        {"run", "--unit", "--timeout=60", "--", "true"},
+        {"read", "--unit", " -x", "/dev/null"},
         {"run", "--unit", "7", "--no-unit", "--", "true"},
         {"run", "--unit", std::string(81, 'x'), "--", "true"},
         {"run", "--unit", "7\033[2J", "--", "true"},
@@ -213,10 +338,10 @@ TEST_F(StationRun, refusesWrongUseBeforeAnythingIsKept) {
 
 TEST_F(StationRun, leavesAPipeInUseAlone) {
     ASSERT_EQ(mkfifo((bench / "fifo").c_str(), 0600), 0);
-    Descriptor both(open((bench / "fifo").c_str(), O_RDWR | O_NONBLOCK));
+    host::Descriptor both(open((bench / "fifo").c_str(), O_RDWR | O_NONBLOCK));
     EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);
     EXPECT_THAT(output(), HasSubstr("reads this pipe already"));
-    Descriptor writer(open((bench / "fifo").c_str(), O_WRONLY | O_NONBLOCK));
+    host::Descriptor writer(open((bench / "fifo").c_str(), O_WRONLY | O_NONBLOCK));
     both.close();
     EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);
     EXPECT_THAT(output(), HasSubstr("still writes to this pipe"));
@@ -252,7 +377,7 @@ TEST_F(StationRun, terminalShowsTheRunAndAsksAboutTheClock) {
             words.insert(words.begin(), STATION);
             _exit(execv(STATION, pointersTo(words).data()));
         }
-        const Descriptor closer(terminal);
+        const host::Descriptor closer(terminal);
         const std::string shown = readUntil(terminal, "agree? [y/n] ");
         EXPECT_THAT(shown, HasSubstr("\033[1;36m▶ running  step 7 of 7  R8测试结果 (Summary)"));
         EXPECT_THAT(shown, HasSubstr("2009-04-03 08:00:16   2009-04-03 08:00:16"));

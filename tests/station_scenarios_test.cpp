@@ -2,7 +2,7 @@
 
 #include <numeric>
 
-#include "station_bench.h"
+#include "tests/station_bench.h"
 
 using namespace station_test;
 using testing::HasSubstr;

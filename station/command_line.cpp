@@ -1,0 +1,93 @@
+#include "station/command_line.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstring>
+
+#include "station/exit_status.h"
+#include "station/interpret/text.h"
+#include "station/wrong_use.h"
+
+namespace station {
+
+namespace {
+
+constexpr std::size_t longestUnit = 80;  // bytes; three times as many still fit into a folder's name
+
+void addRunOptions(CLI::App& command, Options& options) {
+    CLI::Option* const unit =
+        command.add_option("-u,--unit", options.unit, "serial number of the unit under test");
+    command.add_flag("--no-unit", options.noUnit, "a trial on a bench, for no unit")->excludes(unit);
+    command.add_option("--results", options.results, "folder of the records")->capture_default_str();
+    command
+        .add_option("--clock", options.clock,
+                    "who judges the clock: ask (on a terminal, else as auto), auto (2 s), leave")
+        ->check(CLI::IsMember({"ask", "auto", "leave"}))
+        ->capture_default_str();
+    command.add_option("--language", options.language, "zh, or en for English names beside the board's own")
+        ->check(CLI::IsMember({"zh", "en"}))
+        ->capture_default_str();
+}
+
+}  // namespace
+
+CommandLine parseCommandLine(int argc, char** argv) {
+    CommandLine line;
+    Options& options = line.options;
+    CLI::App app(
+        "Runs the board test for one unit, keeps the record, gives the verdict.\n"
+        "Exit status: 0 passed, 1 failed, 2 wrong use, 3 incomplete.");
+    app.require_subcommand(1);
+    CLI::App* const run =
+        app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
+    addRunOptions(*run, options);
+    run->add_option("--fifo", options.fifo, "the tool's report pipe")->capture_default_str();
+    run->add_option("--timeout", options.timeoutSeconds, "seconds after which the tool is ended; 0: never")
+        ->check(CLI::Range(0.0, 1e6));
+    CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
+    addRunOptions(*read, options);
+    read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
+    CLI::App* const report = app.add_subcommand("report", "table and page of all units");
+    report->add_option("folder", options.results, "folder of the records")->capture_default_str();
+    report->add_option("--html", options.page, "where the page goes [FOLDER/report.html]");
+
+    // The tool's command may hold "--" and options of its own, so it never gets near the parser.
+    const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
+    char** const commandMark = std::find_if(
+        argv, argv + argc, [hasCommand](const char* word) { return hasCommand && strcmp(word, "--") == 0; });
+    if (commandMark != argv + argc) {
+        options.command.assign(commandMark + 1, argv + argc);
+    }
+    try {
+        app.parse(static_cast<int>(commandMark - argv), argv);
+    } catch (const CLI::ParseError& error) {
+        line.status = app.exit(error) == 0 ? exitPassed : exitWrongUse;
+    }
+    options.task = run->parsed() ? Task::run : read->parsed() ? Task::read : Task::report;
+    return line;
+}
+
+// The same label must not name two units, with a scanner's blanks or without.
+std::optional<std::string> chosenUnit(const Options& options) {
+    if (options.noUnit) {
+        return std::nullopt;
+    }
+    const char* const blanks = " \t\r\n";
+    const std::size_t first = options.unit.find_first_not_of(blanks);
+    if (first == std::string::npos) {
+        throw WrongUse("which unit is on the station? Give --unit SERIAL, or --no-unit on a bench");
+    }
+    const std::string unit = options.unit.substr(first, options.unit.find_last_not_of(blanks) - first + 1);
+    if (unit.starts_with('-')) {
+        throw WrongUse("the unit's name begins with \"-\": " + unit + "; was the serial number empty?");
+    }
+    if (unit.size() > longestUnit) {
+        throw WrongUse("the unit's name is longer than " + std::to_string(longestUnit) + " bytes");
+    }
+    if (utf8FromEither(unit) != unit || unit.find_first_of("\t\n") != std::string::npos) {
+        throw WrongUse("the unit's name holds control characters, or is no UTF-8");
+    }
+    return unit;
+}
+
+}  // namespace station

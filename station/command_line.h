@@ -1,0 +1,40 @@
+#pragma once
+
+// The command line of r8-station.
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace station {
+
+enum class Task { run, read, report };
+
+struct Options {
+    Task task = Task::run;
+    std::string unit;
+    bool noUnit = false;
+    std::string results = "results";
+    std::string fifo = "/var/r8.fifo";
+    std::string input = "-";
+    std::string page;
+    double timeoutSeconds = 0;
+    std::string clock = "ask";
+    std::string language = "zh";
+    std::vector<std::string> command;
+};
+
+// The options, or the status to end with: help was asked for and shown, or what was wrong was said.
+struct CommandLine {
+    Options options;
+    std::optional<int> status;
+};
+
+CommandLine parseCommandLine(int argc, char** argv);
+
+// The unit's name without what a scanner puts around it, none on a bench. Throws WrongUse where it can't be
+// one: empty, too long, control characters, or a word that begins like an option and so took an empty name's
+// place.
+std::optional<std::string> chosenUnit(const Options& options);
+
+}  // namespace station

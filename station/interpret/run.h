@@ -1,0 +1,110 @@
+#pragma once
+
+// What is known about one run of the tool: the steps with their lines, the items with their outcomes.
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <vector>
+
+#include "station/interpret/measured.h"
+
+namespace station {
+
+enum class Outcome {
+    passed,
+    failed,
+    skipped,      // the board has nothing to test there, or the step did not run
+    needsPerson,  // somebody has to judge it
+    incomplete,   // not known: the run broke off or its verdict is missing
+};
+
+// "passed", "failed", "skipped", "needs-person", "incomplete": the words of the record.
+constexpr std::string_view outcomeName(Outcome outcome) {
+    constexpr std::string_view names[] = {"passed", "failed", "skipped", "needs-person", "incomplete"};
+    return names[static_cast<std::size_t>(outcome)];
+}
+
+// Where a line came from: the report pipe, or the tool's standard output and error.
+enum class Source { pipe, console };
+
+struct Line {
+    double at = 0;  // seconds since the start
+    Source source = Source::pipe;
+    std::string text;
+};
+
+// The name of a numbered step that is none of those we know.
+constexpr std::string_view otherStep = "other";
+
+// A part of the run, from its announcement to the next one. Times are seconds since the start.
+struct Step {
+    int number = 0;     // as the tool announced it; 0: a part of the run that has no number
+    std::string name;   // "network"; "preparation", "summary" around the tests; "other" when not known
+    std::string title;  // the board's own text
+    double start = 0;
+    double end = 0;
+    std::vector<Line> lines;
+};
+
+// An item that the tool's summary gives a verdict on; its row in station/interpret/items.cpp says the rest.
+enum ItemIndex {
+    networkItem,
+    rs485Item,
+    alarmItem,
+    usbItem,
+    cpldItem,
+    sataItem,
+    clockItem,
+    chipTemperatureItem,  // the only one that most boards do not have
+    itemCount
+};
+
+// In the order of the items.
+using Measured = std::tuple<Network, Rs485, Alarm, Usb, BoardDescription, Sata, ClockTimes, ChipTemperature>;
+static_assert(std::tuple_size_v<Measured> == itemCount);
+
+// One item of this run. The outcome is settled at the end, from what stands below it.
+struct Item {
+    Outcome outcome = Outcome::incomplete;
+    std::string reason;           // why it did not simply pass
+    std::optional<bool> verdict;  // the summary's word
+    bool leftToPerson = false;    // or its word that somebody has to judge
+    bool announced = false;       // its step began
+    bool checked = false;         // a line of the step shows that something was looked at
+    std::string contradiction;    // a line that does not go with a summary that says passed
+    std::string broken;           // the first line that should say something and does not
+};
+
+// How the run ended, seen from outside of the tool.
+struct ToolEnd {
+    std::optional<int> exitStatus;
+    int signal = 0;  // that killed it
+    bool timedOut = false;
+    bool interrupted = false;  // the station was told to stop
+};
+
+// Everything that the record says about the run. Texts are UTF-8.
+struct TestRun {
+    std::vector<Step> steps;
+    std::array<Item, itemCount> items;
+    Measured measured;
+    Board board;
+    std::vector<std::string> reasons;  // why the run is incomplete; empty: it is complete
+    std::vector<std::string> unknown;  // the first few texts where only known ones may stand
+    Outcome outcome = Outcome::incomplete;
+    std::uint64_t lostLines = 0;  // records that the tool could not write
+    bool arrived = false;         // a record came
+    bool ended = false;           // the end marker came
+    double seconds = 0;
+
+    // Whether the item belongs to this board's run at all.
+    bool has(std::size_t item) const {
+        return item != chipTemperatureItem || items[item].verdict.has_value();
+    }
+};
+
+}  // namespace station

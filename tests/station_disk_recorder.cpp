@@ -1,0 +1,58 @@
+// Loaded in front of r8-station: writes down what it syncs and renames (DISK_LOG), and is the disk that has
+// no room for files whose path holds a text (DISK_FULL_FOR).
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+namespace {
+
+template <typename Function>
+Function next(const char* name, Function) {
+    return reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+std::string pathOf(int fd) {
+    char path[4096];
+    const ssize_t length = readlink(("/proc/self/fd/" + std::to_string(fd)).c_str(), path, sizeof path);
+    return {path, length < 0 ? 0 : static_cast<std::size_t>(length)};
+}
+
+bool isFull(int fd) {
+    const char* const text = std::getenv("DISK_FULL_FOR");
+    return text != nullptr && pathOf(fd).find(text) != std::string::npos;
+}
+
+void note(const std::string& what) {
+    if (const char* const path = std::getenv("DISK_LOG")) {
+        const int log = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
+        (void)dprintf(log, "%s\n", what.c_str());
+        (void)close(log);
+    }
+}
+
+}  // namespace
+
+extern "C" ssize_t write(int fd, const void* bytes, std::size_t count) {
+    if (isFull(fd)) {
+        errno = ENOSPC;
+        return -1;
+    }
+    return next("write", &write)(fd, bytes, count);
+}
+
+extern "C" int fsync(int fd) {
+    note("sync " + pathOf(fd));
+    return next("fsync", &fsync)(fd);
+}
+
+extern "C" int rename(const char* from, const char* to) noexcept {
+    note("rename " + std::string(to));
+    return next("rename", &rename)(from, to);
+}
