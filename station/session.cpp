@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <utility>
 
@@ -19,12 +20,20 @@ bool personIsThere() {
     return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
 }
 
+// On a terminal that can, and whose owner has not asked for none of it.
+bool mayMoveTheCursor() {
+    const char* const noColour = std::getenv("NO_COLOR");
+    const char* const kind = std::getenv("TERM");
+    return isatty(STDOUT_FILENO) == 1 && (noColour == nullptr || *noColour == '\0') &&
+           (kind == nullptr || std::string_view(kind) != "dumb");
+}
+
 }  // namespace
 
 Session::Session(const std::filesystem::path& results, AttemptInfo info, Language language)
     : results_(results),
       attempt_(results, std::move(info)),
-      view_(stdout, isatty(STDOUT_FILENO) == 1, language, readHistory(results)),
+      view_(stdout, mayMoveTheCursor(), language, readHistory(results)),
       language_(language) {
     interpreter_.onStep = [this](const Step& step) { view_.showStep(step); };
     interpreter_.onLine = [this](const Line& line) {

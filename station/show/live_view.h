@@ -16,7 +16,7 @@ enum class Language { chinese, english };
 
 class LiveView {
   public:
-    // On a terminal a status line stays below the operator lines; elsewhere there are plain lines only.
+    // terminal: a status line stays below the operator lines, in colours; else there are plain lines only.
     LiveView(FILE* output, bool terminal, Language language, RunHistory history);
 
     void showStep(const Step& step);  // has begun
