@@ -28,20 +28,20 @@ inline std::string gbk(std::string utf8) {
     const iconv_t converter = iconv_open("GBK", "UTF-8");
     char* in = utf8.data();
     char* out = bytes.data();
-    size_t inLeft = utf8.size();
-    size_t outLeft = bytes.size();
-    const size_t result = iconv(converter, &in, &inLeft, &out, &outLeft);
+    std::size_t inLeft = utf8.size();
+    std::size_t outLeft = bytes.size();
+    const std::size_t result = iconv(converter, &in, &inLeft, &out, &outLeft);
     (void)iconv_close(converter);
-    if (result == static_cast<size_t>(-1)) {
+    if (result == static_cast<std::size_t>(-1)) {
         throw std::runtime_error("no GBK for " + utf8);
     }
     bytes.resize(bytes.size() - outLeft);
     return bytes;
 }
 
-inline std::string header(uint32_t reserved, uint32_t length) {
+inline std::string header(std::uint32_t reserved, std::uint32_t length) {
     std::string bytes;
-    for (const uint32_t word : {reserved, length}) {
+    for (const std::uint32_t word : {reserved, length}) {
         for (int shift = 0; shift < 32; shift += 8) {
             bytes += static_cast<char>(word >> shift & 0xFF);
         }
@@ -52,7 +52,7 @@ inline std::string header(uint32_t reserved, uint32_t length) {
 inline std::string stream(const std::vector<std::string>& texts) {
     std::string bytes;
     for (const std::string& text : texts) {
-        bytes += header(0, static_cast<uint32_t>(gbk(text).size())) + gbk(text);
+        bytes += header(0, static_cast<std::uint32_t>(gbk(text).size())) + gbk(text);
     }
     return bytes;
 }

@@ -104,7 +104,7 @@ TEST(StationOutcome, followsTheLines) {
         const TestRun run = interpret(change, console);
         EXPECT_EQ(outcomeName(run.items[item].outcome), outcomeName(outcome)) << what;
         EXPECT_EQ(outcomeName(run.outcome), outcomeName(outcome == skipped ? passed : outcome)) << what;
-        for (size_t other = 0; other < itemCount; ++other) {
+        for (std::size_t other = 0; other < itemCount; ++other) {
             EXPECT_TRUE(other == item || !run.has(other) || run.items[other].outcome == passed)
                 << what << ", item " << other;
         }

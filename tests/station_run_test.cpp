@@ -3,6 +3,8 @@
 #include <linux/filter.h>
 #include <linux/seccomp.h>
 #include <pty.h>
+#include <sys/file.h>
+#include <sys/inotify.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -242,7 +244,7 @@ TEST_F(StationRun, stoppedStationEndsTheToolAndWritesTheRecord) {
 }
 
 TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
-    const std::pair<size_t, const char*> moments[] = {
+    const std::pair<std::size_t, const char*> moments[] = {
         {0, ""}, {healthy.size() / 2, "/dev/sda"}, {healthy.size(), "R8TESTEND"}};
     for (const auto& [bytes, lastLine] : moments) {
         fs::remove_all(bench / "results");
@@ -289,8 +291,21 @@ TEST_F(StationRun, stationsOnOneFolderEachGetTheirOwnAttempt) {
     }
 }
 
+// The other one would take a visit for a reader.
+TEST_F(StationRun, aStationWithoutTheLockDoesNotComeNearThePipe) {
+    ASSERT_EQ(mkfifo((bench / "fifo").c_str(), 0600), 0);
+    const host::Descriptor lock(open((bench / "fifo.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    ASSERT_EQ(flock(lock.get(), LOCK_EX), 0);
+    const host::Descriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    ASSERT_GE(inotify_add_watch(watch.get(), (bench / "fifo").c_str(), IN_OPEN), 0);
+    EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);
+    EXPECT_THAT(output(), HasSubstr("another station"));
+    char event[4096];
+    EXPECT_EQ(read(watch.get(), event, sizeof event), -1) << "the pipe was opened";
+}
+
 TEST_F(StationRun, ofTwoStationsOnOnePipeExactlyOneRuns) {
-    for (int pair = 0; pair < 40; ++pair) {
+    for (int pair = 0; pair < 20; ++pair) {
         const std::vector<std::string> words = runWords("", "hang");
         const pid_t stations[] = {startStation(words), startStation(words)};
         int status = 0;

@@ -75,10 +75,10 @@ constexpr struct {
 
 class StationScenarios : public StationBench {
   protected:
-    pid_t startScenario(size_t index) const {
+    pid_t startScenario(std::size_t index) const {
         return start({VBOARD, expectations[index].scenario, "--station", folder(index) / "results"});
     }
-    fs::path folder(size_t index) const { return bench / std::to_string(index); }
+    fs::path folder(std::size_t index) const { return bench / std::to_string(index); }
 
     // The bytes of the pipe are those that the same board gives to a supervisor that is never late.
     void expectNothingLost(const Json& record, const fs::path& attemptFolder, const std::string& scenario) {
@@ -89,7 +89,7 @@ class StationScenarios : public StationBench {
         EXPECT_EQ(station::readFile(attemptFolder / "stream.raw"), bytes);
     }
 
-    void expectRecord(size_t index, int status) {
+    void expectRecord(std::size_t index, int status) {
         const auto& [scenario, item, outcome, measured] = expectations[index];
         SCOPED_TRACE(std::string(scenario) + ", " + item);
         const bool failed = std::string(outcome) == "failed";
@@ -125,7 +125,7 @@ TEST_F(StationScenarios, everyNetworkedBoardIsExpected) {
 TEST_F(StationScenarios, giveTheirOutcomeOnALoadedMachine) {
     std::string schemaCheck = "/usr/bin/python3 -W ignore -m jsonschema";
     pid_t station = startScenario(0);
-    for (size_t i = 0; i < std::size(expectations); ++i) {
+    for (std::size_t i = 0; i < std::size(expectations); ++i) {
         const pid_t next = i + 1 < std::size(expectations) ? startScenario(i + 1) : -1;
         expectRecord(i, statusOf(station));
         station = next;

@@ -29,7 +29,7 @@ TestRun interpret(std::string_view bytes) {
 
 TEST(StationStream, givesTheSameRecordsWhereverItIsSplit) {
     const std::string bytes = stream({"网卡1:", "", "\n", std::string(1023, 'x')});
-    for (size_t split = 0; split <= bytes.size(); ++split) {
+    for (std::size_t split = 0; split <= bytes.size(); ++split) {
         RecordFramer framer;
         const auto texts = textsOf(framer, {bytes.substr(0, split), bytes.substr(split)});
         EXPECT_THAT(texts, ElementsAre("网卡1:", "", "\n", std::string(1023, 'x'))) << split;
@@ -39,7 +39,7 @@ TEST(StationStream, givesTheSameRecordsWhereverItIsSplit) {
 
 TEST(StationStream, cutAfterAnyByteIsIncompleteAndKeepsWhatCame) {
     const std::string bytes = stream(healthyTexts());
-    for (size_t cut = 0; cut < bytes.size(); ++cut) {
+    for (std::size_t cut = 0; cut < bytes.size(); ++cut) {
         const TestRun run = interpret(bytes.substr(0, cut));
         ASSERT_EQ(run.outcome, Outcome::incomplete) << cut;
         ASSERT_FALSE(run.reasons.empty()) << cut;
@@ -51,7 +51,7 @@ TEST(StationStream, cutAfterAnyByteIsIncompleteAndKeepsWhatCame) {
 
 TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
     struct {
-        uint32_t reserved, length;
+        std::uint32_t reserved, length;
     } const garbage[] = {{0, 1024}, {0, 0xFFFFFFFF}, {0, 0x80000000}, {1, 3}, {0xFFFFFFFF, 0xFFFFFFFF}};
     for (const auto& [reserved, length] : garbage) {
         RecordFramer framer;
@@ -69,7 +69,7 @@ TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
 
 TEST(StationStream, anyByteChangedIsReadWithoutACrash) {
     const std::string bytes = stream(healthyTexts());
-    for (size_t i = 0; i < bytes.size(); ++i) {
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
         std::string changed = bytes;
         changed[i] = static_cast<char>(changed[i] ^ (i % 3 == 0 ? 0x01 : i % 3 == 1 ? 0x80 : 0xFF));
         (void)interpret(changed);
@@ -92,8 +92,8 @@ TEST(StationStream, toolGoneWildTakesALimitedAmountOfMemory) {
         }
         interpreter.console(0, "网卡1 mac地址:x");
         interpreter.finish(1, {}, false);
-        size_t lines = 0;
-        size_t bytes = 0;
+        std::size_t lines = 0;
+        std::size_t bytes = 0;
         for (const Step& step : interpreter.run.steps) {
             for (const Line& line : step.lines) {
                 ++lines;

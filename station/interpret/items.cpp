@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "station/interpret/step_lines.h"
+#include "station/interpret/storage_lines.h"
 #include "station/interpret/summary_lines.h"
 
 namespace station {

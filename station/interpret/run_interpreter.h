@@ -37,7 +37,7 @@ class RunInterpreter {
     bool announceStep(double at, std::string_view line);
     void pipeLine(double at, std::string_view line);
     bool full() const;
-    void keep(double at, Source source, std::string_view line);
+    void keep(double at, Source source, std::string_view text);
     void look(std::string_view line);
 
     std::string partial_;        // the screen line under way on the pipe

@@ -26,18 +26,6 @@ bool isAlarmLine(std::string_view line);
 // The times of clock and system, in turns.
 void readClockLine(TestRun& run, std::string_view line);
 
-// "/dev/msa1 剩余空间 = 7792M", "找到3.0USB"
-void readUsbLine(TestRun& run, std::string_view line);
-// Both counts: the test says nothing else when it finds nothing.
-std::string usbLacks(const TestRun& run);
-std::string usbIdle(const TestRun& run);
-
-// "设备有4个sata口", "/dev/sda", "序列号    :...", "/dev/esda 不存在"
-void readSataLine(TestRun& run, std::string_view line);
-// A line for each port, every field of each drive, and as many drives as the summary counts.
-std::string sataLacks(const TestRun& run);
-std::string sataIdle(const TestRun& run);
-
 // The step's own verdict; the counts stand on the console.
 void readRs485Line(TestRun& run, std::string_view line);
 

@@ -13,7 +13,7 @@ namespace station {
 // GBK to UTF-8. What is no GBK (a character cut in the middle included) becomes U+FFFD, and so do control
 // characters other than tab and line break: a board must not be able to move the operator's cursor. Carriage
 // returns are dropped.
-std::string utf8FromGbk(std::string_view gbk);
+std::string utf8FromGbk(std::string_view bytes);
 
 // For streams that mix the C library's own messages with the tool's: UTF-8 stays, all else is read as GBK.
 std::string utf8FromEither(std::string_view bytes);

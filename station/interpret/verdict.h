@@ -19,6 +19,6 @@ enum class ClockJudge { ask, automatic, leave };
 // Settles the clock when the tool left it to a person, and the unit's outcome after it. ask returns the
 // person's answer, none when nobody can be asked: the clock stays open then. automatic fails a clock that is
 // off by more than two seconds in any of its pairs.
-void judgeClock(TestRun& run, ClockJudge judgementment, const std::function<std::optional<bool>()>& ask);
+void judgeClock(TestRun& run, ClockJudge judgement, const std::function<std::optional<bool>()>& ask);
 
 }  // namespace station
