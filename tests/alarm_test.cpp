@@ -60,9 +60,9 @@ TEST(Alarm, EveryWiringGetsItsVerdict) {
     } cases[] = {
         {4, 1, {{1, 2, 3, 4}}, 0, 0, verdict4("成功 2, 失败 0"), 0},
         {4, 3, {{1, 2, 3, 4}}, 0xFFF0, 0, verdict4("成功 2, 失败 0"), 0},
-        {4, 1, {{1, 2, 3, 4}}, 0x4, 0, offError("4") + verdict4("成功 1, 失败 1"), 0},
+        {4, 1, {{1, 2, 3, 4}}, 0xFFF4, 0, offError("4") + verdict4("成功 1, 失败 1"), 0},
         {4, 1, {{1, 3, 4}}, 0, 0, onError("1", "d", "f") + verdict4("成功 1, 失败 1"), 2},
-        {4, 1, {}, 0x8, 0, offError("8") + onError("1", "8", "f") + verdict4("成功 0, 失败 2"), 2},
+        {4, 1, {}, 0xFF08, 0, offError("8") + onError("1", "8", "f") + verdict4("成功 0, 失败 2"), 2},
         {16, 4, four, 0, 0, counts(16, 4) + offPassed + "成功 5, 失败 0\n", 0},
         {16, 4, four, 0x8000, 0,
          counts(16, 4) + offError("8000") + onError("1", "9111", "1111") + onError("2", "a222", "2222") +
@@ -94,10 +94,20 @@ TEST(Alarm, EveryWiringGetsItsVerdict) {
         setLines(board, row.inputs, row.outputs, row.wiring);
         board.alarm.stuckActive = row.stuckActive;
         board.alarm.stuckInactive = row.stuckInactive;
-        const auto run = board.run({"-o", "5"});
-        EXPECT_EQ(run.console(), cardLine + row.text);
-        EXPECT_EQ(run.beeps(), row.beeps);
+        const auto run = board.run({"-o", "5", "2"});  // each repetition counts for itself
+        EXPECT_EQ(run.console(), cardLine + "\n第1次测试\n" + row.text + "\n第2次测试\n" + row.text);
+        EXPECT_EQ(run.beeps(), 2 * row.beeps);
         EXPECT_THAT(run.openAtEnd, testing::IsEmpty());
+    }
+}
+
+TEST(Alarm, AFailureIsNotForgottenByALaterRun) {
+    VirtualBoard board = VirtualBoard::healthy();
+    for (const char* inputs : {"alarmInCount=4", "alarmInCount=16"}) {
+        board.alarm.wiring = *(inputs + 13) == '4' ? Wiring{{1, 2, 3, 4}} : four;
+        EXPECT_THAT(runModule(board, {inputs, "alarmOutCount=4", "alarmFailed=1", "iopTest", "printSummary"})
+                        .console(),
+                    testing::HasSubstr("报警口      : error occured!  \n"));
     }
 }
 

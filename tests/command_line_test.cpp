@@ -207,10 +207,15 @@ TEST(StartUp, ClosedStandardDescriptorsAreOpenedBeforeAnythingElse) {
 }
 
 TEST(StartUp, Test4WaitsTenSecondsOnceBeforeItsRepetitions) {
-    VirtualBoard board = VirtualBoard::healthy();
-    const std::vector<vboard::TraceEntry> sleeps = board.run({"-o", "4", "0"}).requests("sleep");
-    ASSERT_FALSE(sleeps.empty());
-    EXPECT_EQ(sleeps.back().arguments, "10s");
+    for (const char* repetitions : {"0", "3"}) {
+        VirtualBoard board = VirtualBoard::healthy();
+        const auto sleeps = board.run({"-o", "4", repetitions}).requests("sleep");
+        EXPECT_EQ(std::count_if(sleeps.begin(), sleeps.end(),
+                                [](const vboard::TraceEntry& entry) {
+                                    return entry.task == "main" && entry.arguments == "10s";
+                                }),
+                  1);
+    }
 }
 
 TEST(MainApplication, OnlyTheExactFirstArgumentIsKilledAndOnlyOnce) {

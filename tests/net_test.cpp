@@ -78,6 +78,13 @@ TEST(Network, LinkDuplexAndSpeedOfACard) {
     }
 }
 
+TEST(Network, OnlyFullDuplexIsFull) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.network.interfaces["eth1"].unknownDuplex = true;
+    EXPECT_EQ(runModule(board, {"netCardCount=1", "r8_net_test"}).console(),
+              "网卡1:网络连接接通 \n半双工  1000M\n" + macLines(1));
+}
+
 TEST(Network, WithoutASocketThereAreNoLines) {
     VirtualBoard board = VirtualBoard::healthy();
     board.settings.faults = {{"socket", "", 1, false, EMFILE}};

@@ -334,7 +334,9 @@ TEST(PanelTest, KeepsTheCharacterFormatOfThePort) {
     board.panel.line.attributes.c_cflag |= CRTSCTS;
     board.panel.line.attributes.c_cflag &= ~static_cast<tcflag_t>(CREAD | CLOCAL);
     (void)cfsetospeed(&board.panel.line.attributes, B115200);
-    expectCleanEnd(board, board.run({"-o", "3"}));
+    const vboard::Run run = board.run({"-o", "3"});
+    expectCleanEnd(board, run);
+    EXPECT_EQ(run.requests("tcflush", "/dev/ttyS3").size(), 1U);  // what came before the test is no answer
     EXPECT_EQ(board.panel.line.attributes.c_cflag & (CSIZE | PARENB | CRTSCTS), CS8 | CRTSCTS);
     EXPECT_EQ(board.panel.frameTexts(), std::string(startFrames) + green + red);
 }

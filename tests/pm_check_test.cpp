@@ -85,6 +85,10 @@ TEST_F(PmFirmware, TakesTheChipsOwnFactsAsTheyCome) {
     chip->registers[pmRegister::bondingHigh] = 0x43;  // 0x10C: what exceeds eight bits falls away
     EXPECT_THAT(update().console(), EndsWith(passed));
 
+    chip->registers[pmRegister::bondingLow] = 0x0D;  // bits that both bytes have are no carry
+    chip->registers[pmRegister::bondingHigh] = 0x03;
+    EXPECT_THAT(update().console(), EndsWith(passed));
+
     chip->registers[pmRegister::presence] = 0x7F;
     EXPECT_EQ(update().console(), startLines +
                                       "ERR : JMB39X device doesn't exist (0000007Fh)\n"

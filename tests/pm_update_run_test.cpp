@@ -83,6 +83,18 @@ TEST_F(PmFirmware, GoesThroughTheChipsOfEachLayout) {
     }
 }
 
+TEST_F(PmFirmware, DescriptorZeroIsNoDisk) {
+    chip = addChip('b');
+    prepare(Held::equal);
+    for (const auto& [ports, says] :
+         {std::pair("diskPortCount=5", "open /dev/sda fail!\nopen /dev/sdb success!\n"),
+          {"diskPortCount=16", " \ntest..1\r\nopen /dev/sdb success!\n"}}) {
+        const auto run = runModule(board, {ports, "closeStandardInput", "portMultiplierRun"});
+        EXPECT_EQ(run.requests("open", "/dev/sda").at(0).result, 0);
+        EXPECT_THAT(run.console(), HasSubstr(says));
+    }
+}
+
 TEST_F(PmFirmware, EachRepetitionStartsAfresh) {
     for (const unsigned ports : {0U, 1U, 4U, 8U, 15U, 255U}) {
         const std::string number = std::to_string(ports);

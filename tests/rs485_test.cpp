@@ -223,6 +223,7 @@ TEST(Rs485Loopback, EachLineOnceWhateverStandardOutputIs) {
         for (const bool closed : {false, true}) {
             VirtualBoard looped = VirtualBoard::healthy();
             looped.rs485.hearsItself = !closed;
+            looped.rs485.line.attributes.c_cflag &= ~static_cast<tcflag_t>(CREAD | CLOCAL);
             vboard::ToolCommand command = vboard::defaultToolCommand();
             command.standardOutput = kind;
             command.arguments = {"-o", "4", "2"};
@@ -232,6 +233,7 @@ TEST(Rs485Loopback, EachLineOnceWhateverStandardOutputIs) {
             EXPECT_EQ(run.beeps(), closed ? 4 : 0);
             EXPECT_EQ(run.exitStatus(), 0) << run.errors;
             EXPECT_TRUE(looped.rs485Switches.transmitterOn && looped.rs485Switches.receiverOn);
+            EXPECT_EQ(looped.rs485.line.attributes.c_cflag & (CREAD | CLOCAL), CREAD | CLOCAL);
         }
     }
 }

@@ -28,6 +28,17 @@ TEST(Rtc, TwoSecondsEitherWayAreWithinTolerance) {
     }
 }
 
+TEST(Rtc, AFailureIsNotForgottenByALaterComparisonOrRun) {
+    VirtualBoard board = VirtualBoard::healthy();
+    EXPECT_THAT(runModule(board, {"rtcFailed=1", "RtcTest", "printSummary"}).console(),
+                HasSubstr("Rtc时钟     : error occured!  \n"));
+    board.clockChip.offset = -3s;
+    board.clockChip.drift = 500ms;  // within tolerance again at the end
+    const auto run = runModule(board, {"RtcTest", "printSummary"});
+    EXPECT_LT(run.beeps(), 6);
+    EXPECT_THAT(run.console(), HasSubstr("Rtc时钟     : error occured!  \n"));
+}
+
 TEST(Rtc, ThreePairsOfLinesASecondApart) {
     VirtualBoard board = VirtualBoard::healthy();
     board.clockChip.offset = -2s - 24h * 34;  // in another month; each comparison beeps

@@ -59,6 +59,9 @@ TEST(Sequence, AFailedQueryLeavesTheRs485PortAndTheGateClosed) {
         console,
         HasSubstr("\nioctl ZORIO_GET_BOOT_PARMS error\nioctl ZORIO_GET_BOOT_PARMS error\n第2步:开始"));
     EXPECT_THAT(console, HasSubstr("485测试\n"));
+    board.control.stepGate = 1;
+    board.settings.faults = {{"ZORIO_GET_STEP_GATE", "", 1, true}};  // one that can't be read is open
+    EXPECT_THAT(board.run(fullRun).console(), HasSubstr("第2步:网络状态\n"));
 }
 
 TEST(Sequence, OnlyEightBoardTypesHaveAnRs485Port) {

@@ -1,7 +1,7 @@
 // Child processes as station and virtual board start them.
 
 #include "host/child_process.h"
-#include "station_bench.h"
+#include "tests/station_bench.h"
 
 using namespace station_test;
 

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "r8/alarm/iop_test.h"
 #include "r8/board/board_config.h"
 #include "r8/board/buzzer_watchdog.h"
 #include "r8/driver/pm_update_run.h"
@@ -18,6 +19,7 @@
 #include "r8/driver/summary.h"
 #include "r8/net/nic.h"
 #include "r8/panel/front_board_test.h"
+#include "r8/rtc/rtc_test.h"
 #include "r8/serial/485testfork.h"
 #include "r8/serial/rs485_exchange.h"
 #include "r8/serial/serial_port.h"
@@ -59,7 +61,8 @@ bool openPipe(const char* setting) {
 
 bool set(const char* setting) {
     return openPipe(setting) || FIELD(boardConfig, diskPortCount) || FIELD(boardConfig, esataPortCount) ||
-           FIELD(boardConfig, usbPortCount) || FIELD(boardConfig, chipTempCheckEnabled) ||
+           FIELD(boardConfig, usbPortCount) || FIELD(boardConfig, alarmInCount) ||
+           FIELD(boardConfig, alarmOutCount) || FIELD(boardConfig, chipTempCheckEnabled) ||
            FIELD(boardConfig, netCardCount) || FIELD(boardConfig, poeSwitchPresent) ||
            FIELD(serialSetUp, rate) || FIELD(serialSetUp, dataBitsIndex) || FIELD(serialSetUp, twoStopBits) ||
            FIELD(serialSetUp, parity) || FIELD(serialSetUp, flowKind) || FIELD(runResults, usbFoundCount) ||
@@ -107,38 +110,47 @@ void panelTestAndReuse() {
     sleep(30);
 }
 
-int call(const char* procedure, int argument) {
-    if (std::strcmp(procedure, "escape") == 0) {
-        escape();
-    } else if (std::strcmp(procedure, "loadBoardConfig") == 0) {
-        showBoardConfig();
-    } else if (std::strcmp(procedure, "beep") == 0) {
-        beep(argument);
-    } else if (std::strcmp(procedure, "printSummary") == 0) {
-        printSummary();
-    } else if (std::strcmp(procedure, "sataPortTest") == 0) {
-        sataPortTest();
-    } else if (std::strcmp(procedure, "UsbPortTest") == 0) {
-        (void)UsbPortTest();
-    } else if (std::strcmp(procedure, "r8_net_test") == 0) {
-        (void)r8_net_test();
-    } else if (std::strcmp(procedure, "portMultiplierRun") == 0) {
-        portMultiplierRun(static_cast<unsigned>(argument));
-    } else if (std::strcmp(procedure, "rs485ExchangeTest") == 0) {
-        for (int i = 0; i < argument; ++i) {
-            Rs485ExchangeTest("/dev/ttyS1");
-        }
-    } else if (std::strcmp(procedure, "Rs485LoopbackTest") == 0) {
-        return Rs485LoopbackTest();
-    } else if (std::strcmp(procedure, "panelTestAndReuse") == 0) {
-        panelTestAndReuse();
-    } else if (std::strcmp(procedure, "initSerialPort") == 0) {
-        return initSerialPort();
-    } else {
-        (void)std::fprintf(stderr, "module_runner: no procedure %s\n", procedure);
-        return EXIT_FAILURE;
+// As a caller leaves the tool without standard input: the next file that opens gets number 0.
+void closeStandardInput() {
+    (void)close(STDIN_FILENO);
+}
+
+void exchangeRs485(int times) {
+    for (int i = 0; i < times; ++i) {
+        Rs485ExchangeTest("/dev/ttyS1");
     }
-    return EXIT_SUCCESS;
+}
+
+// What can be called; the argument is 1 where none is given. A result is the exit status.
+constexpr struct {
+    const char* name;
+    int (*call)(int argument);
+} procedures[] = {
+    {"escape", [](int) { return escape(), 0; }},
+    {"closeStandardInput", [](int) { return closeStandardInput(), 0; }},
+    {"loadBoardConfig", [](int) { return showBoardConfig(), 0; }},
+    {"beep", [](int count) { return beep(count), 0; }},
+    {"printSummary", [](int) { return printSummary(), 0; }},
+    {"sataPortTest", [](int) { return sataPortTest(), 0; }},
+    {"UsbPortTest", [](int) { return (void)UsbPortTest(), 0; }},
+    {"iopTest", [](int) { return iopTest(); }},
+    {"RtcTest", [](int) { return (void)RtcTest(), 0; }},
+    {"r8_net_test", [](int) { return (void)r8_net_test(), 0; }},
+    {"portMultiplierRun", [](int count) { return portMultiplierRun(static_cast<unsigned>(count)), 0; }},
+    {"rs485ExchangeTest", [](int times) { return exchangeRs485(times), 0; }},
+    {"Rs485LoopbackTest", [](int) { return Rs485LoopbackTest(); }},
+    {"panelTestAndReuse", [](int) { return panelTestAndReuse(), 0; }},
+    {"initSerialPort", [](int) { return initSerialPort(); }},
+};
+
+int call(const char* name, int argument) {
+    for (const auto& procedure : procedures) {
+        if (std::strcmp(procedure.name, name) == 0) {
+            return procedure.call(argument);
+        }
+    }
+    (void)std::fprintf(stderr, "module_runner: no procedure %s\n", name);
+    return EXIT_FAILURE;
 }
 
 }  // namespace

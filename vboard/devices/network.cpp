@@ -60,7 +60,9 @@ Result Network::ioctl(const IoctlRequest& request) {
     if (command == ETHTOOL_GSET) {
         return answer<ethtool_cmd>(record, [&](ethtool_cmd& settings) {
             ethtool_cmd_speed_set(&settings, interface.speed);
-            settings.duplex = interface.fullDuplex ? DUPLEX_FULL : DUPLEX_HALF;
+            settings.duplex = interface.unknownDuplex ? DUPLEX_UNKNOWN
+                              : interface.fullDuplex  ? DUPLEX_FULL
+                                                      : DUPLEX_HALF;
         });
     }
     return Result::refusal(EOPNOTSUPP);

@@ -12,6 +12,7 @@ struct NetworkInterface {
     bool link = true;
     std::uint32_t speed = 1000;  // Mbit/s
     bool fullDuplex = true;
+    bool unknownDuplex = false;  // as a driver answers that is still negotiating
     bool missing = false;
 };
 

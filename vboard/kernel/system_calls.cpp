@@ -10,7 +10,7 @@ namespace vboard {
 using wire::Call;
 
 int Process::lowestFreeDescriptor() const {
-    int descriptor = 3;  // below are the standard ones
+    int descriptor = files.count(0) == 0 ? 0 : 3;  // standard output and error are the host's
     while (files.count(descriptor) != 0) {
         ++descriptor;
     }
