@@ -37,7 +37,8 @@ class FrontPanel : public Device {
     // The frames in hexadecimal, a line each, without the heartbeats.
     std::string frameTexts() const;
 
-    void configure(Section& section);  // [panel]
+    const char* scenarioTable() const override { return "panel"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 
   private:

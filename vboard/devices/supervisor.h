@@ -31,7 +31,8 @@ class Supervisor : public Device, public Node {
     std::function<void(Time, std::string_view)> onWrite;
 
     ~Supervisor() override;
-    void configure(Section& section);  // [supervisor]
+    const char* scenarioTable() const override { return "supervisor"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
     Result open(const OpenFile& file) override;
     void close(const OpenFile& file) override;

@@ -8,8 +8,6 @@
 #include <thread>
 #include <utility>
 
-#include "vboard/kernel/call_traits.h"
-
 namespace vboard {
 
 Session::Session(Machine& machine, const RunSettings& settings, Node& standardInput)
@@ -206,7 +204,7 @@ void Session::handle(Task& task) {
     } else {
         replyLater(task);
     }
-    if (traitsOf(request_.call).canFail && ++result_.requestCount == settings_.powerCutAfter) {
+    if (SystemCalls::canFail(request_.call) && ++result_.requestCount == settings_.powerCutAfter) {
         stop("power cut");
     }
 }
