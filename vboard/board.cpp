@@ -25,35 +25,16 @@ ToolCommand defaultToolCommand() {
     return command;
 }
 
+// In the order in which they are configured and plugged in: who needs another one comes behind it.
 std::vector<Device*> VirtualBoard::devices() {
-    std::vector<Device*> all = {&control, &rs485,    &panel,     &clockChip,     &network,   &drives,
-                                &usb,     &firmware, &processes, &operatorInput, &supervisor};
-    for (PortMultiplier& chip : chips) {
-        all.push_back(&chip);
-    }
-    return all;
-}
-
-// On a board with port multipliers no drive is anywhere else.
-void VirtualBoard::plugDrivesIntoChips() {
-    for (auto& [name, drive] : drives.drives) {
-        drive.wired = chips.empty();
-        drive.portMultiplier = nullptr;  // of a chip that a former run had
-    }
-    for (PortMultiplier& chip : chips) {
-        for (const std::string& letter : chip.disks) {
-            Drive& drive = drives["sd" + letter];
-            drive.wired = true;
-            drive.portMultiplier = [&chip](const IoctlRequest& request) { return chip.pmprw(request); };
-        }
-    }
+    return {&control,  &description,     &alarm,  &rs485, &panel,     &clockChip,     &network,
+            &firmware, &portMultipliers, &drives, &usb,   &processes, &operatorInput, &supervisor};
 }
 
 void VirtualBoard::plugInto(Machine& machine) {
     machine.epoch = epoch;
     machine.services.setuidError = setuidError;
     machine.services.kernelRelease = kernelRelease;
-    plugDrivesIntoChips();
     for (Device* device : devices()) {
         device->plugIn(machine);
     }
@@ -78,37 +59,21 @@ Run VirtualBoard::run(const ToolCommand& command) {
 void VirtualBoard::configure(Section& section) {
     section.text("shows", shows);
     section.texts("arguments", arguments);
-    const auto read = [&section](const char* key, const auto& configureDevice) {
-        for (Section& part : section.sections(key)) {
-            configureDevice(part);
+    for (Section& part : section.sections("run")) {
+        configureRun(part);
+        part.finish();
+    }
+    for (Device* device : devices()) {
+        if (section.has(device->scenarioTable())) {
+            device->beginConfiguration();
+        }
+        for (Section& part : section.sections(device->scenarioTable())) {
+            device->configure(part);
             part.finish();
         }
-    };
-    read("run", [this](Section& part) { configureRun(part); });
-    read("cpld", [this](Section& part) { control.configureCpld(part); });
-    read("control", [this](Section& part) { control.configure(part); });
-    read("alarm", [this](Section& part) { alarm.configure(part); });
-    read("clockChip", [this](Section& part) { clockChip.configure(part); });
-    read("network", [this](Section& part) { network.configure(part); });
-    read("usb", [this](Section& part) { usb.configure(part); });
-    read("drive", [this](Section& part) { drives.configure(part); });
-    read("rs485", [this](Section& part) { rs485.configure(part); });
-    read("panel", [this](Section& part) { panel.configure(part); });
-    read("firmwareImage", [this](Section& part) { firmware.configure(part); });
-    configureChips(section);
-    read("processes", [this](Section& part) { processes.configure(part); });
-    read("operator", [this](Section& part) { operatorInput.configure(part); });
-    read("supervisor", [this](Section& part) { supervisor.configure(part); });
-    read("fault", [this](Section& part) { configureFaults(part); });
-}
-
-// The chips of a scenario replace those of its base.
-void VirtualBoard::configureChips(Section& section) {
-    if (section.has("portMultiplier")) {
-        chips.clear();
     }
-    for (Section& part : section.sections("portMultiplier")) {
-        chips.emplace_back().configure(part, firmware.content ? &*firmware.content : nullptr);
+    for (Section& part : section.sections("fault")) {
+        configureFaults(part);
         part.finish();
     }
 }

@@ -36,6 +36,7 @@ class VirtualBoard {
     AlarmFixture alarm;
     Rs485Switches rs485Switches;
     ControlDevice control{alarm, rs485Switches};
+    BoardDescription description{control};
     ClockChip clockChip;
     Network network;
     UsbPorts usb;
@@ -44,6 +45,7 @@ class VirtualBoard {
     FrontPanel panel;
     FirmwareImageFile firmware;
     std::deque<PortMultiplier> chips;
+    PortMultipliers portMultipliers{chips, drives, firmware};
     Processes processes;
     OperatorInput operatorInput;
     Supervisor supervisor;
@@ -73,8 +75,6 @@ class VirtualBoard {
 
   private:
     std::vector<Device*> devices();
-    void plugDrivesIntoChips();
-    void configureChips(Section& section);
     void configureFaults(Section& section);
     void configureRun(Section& section);
 };

@@ -15,6 +15,11 @@ std::uint16_t AlarmFixture::inputs() const {
     return static_cast<std::uint16_t>(active & ~static_cast<unsigned>(stuckInactive));
 }
 
+void AlarmFixture::plugIn(Machine&) {
+    initialized = false;
+    outputs = 0;
+}
+
 void AlarmFixture::configure(Section& section) {
     constexpr unsigned outputCount = 8;
     constexpr unsigned inputCount = 16;

@@ -3,12 +3,13 @@
 #include <cstdint>
 #include <vector>
 
+#include "vboard/kernel/machine.h"
 #include "vboard/scenario/section.h"
 
 namespace vboard {
 
 // The alarm lines and the test station's fixture that wires outputs back to inputs.
-class AlarmFixture {
+class AlarmFixture : public Device {
   public:
     // wiring[k]: the inputs, counted from 1, that output k + 1 drives. No entry: nothing is connected.
     std::vector<std::vector<unsigned>> wiring;
@@ -20,7 +21,9 @@ class AlarmFixture {
 
     std::uint16_t inputs() const;
 
-    void configure(Section& section);  // [alarm]
+    const char* scenarioTable() const override { return "alarm"; }
+    void configure(Section& section) override;
+    void plugIn(Machine& machine) override;
 };
 
 }  // namespace vboard

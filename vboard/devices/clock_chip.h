@@ -14,7 +14,8 @@ class ClockChip : public Device, public Node {
     bool unreadable = false;  // there, but each reading fails
     bool missing = false;     // no such node
 
-    void configure(Section& section);  // [clockChip]
+    const char* scenarioTable() const override { return "clockChip"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
     std::span<const RequestShape> requests() const override { return clockRequests; }
     Result ioctl(const IoctlRequest& request) override;

@@ -99,7 +99,7 @@ void ControlDevice::configure(Section& section) {
     }
 }
 
-void ControlDevice::configureCpld(Section& section) {
+void BoardDescription::configure(Section& section) {
     for (const auto& [name, field] : cpldFields) {
         if (!section.has(name)) {
             continue;
@@ -109,7 +109,7 @@ void ControlDevice::configureCpld(Section& section) {
         if (value > field.mask) {
             section.fail(name, "is at most " + std::to_string(field.mask));
         }
-        setCpld(field, value);
+        control_.setCpld(field, value);
     }
 }
 
@@ -119,8 +119,6 @@ void ControlDevice::plugIn(Machine& machine) {
     gpioOutputs = 0;
     gpioLevels = 0;
     resetGroups.clear();
-    alarm_.initialized = false;
-    alarm_.outputs = 0;
     rs485_ = {};
     if (present) {
         machine.root.add("/dev/zorio", *this);
@@ -142,8 +140,7 @@ struct ControlDevice::Procedures {
         {ZORIO_GET_STEP_GATE, [](Device& device, Request& request) { fill(request, device.stepGate); }},
         {ZORIO_GET_CHIP_TEMP,
          [](Device& device, Request& request) { fill(request, device.chipTemperature); }},
-        {ZORIO_GET_ALARM_IN,
-         [](Device& device, Request& request) { fill(request, device.alarm_.inputs()); }},
+        {ZORIO_GET_ALARM_IN, [](Device& device, Request& request) { fill(request, device.alarm_.inputs()); }},
         {ZORIO_ALARM_INIT, [](Device& device, Request&) { device.alarm_.initialized = true; }},
         {ZORIO_SET_ALARM_OUT,
          [](Device& device, Request& request) { device.alarm_.outputs = request.data[0]; }},

@@ -38,8 +38,8 @@ class ControlDevice : public Device, public Node {
     void setBoardTypeCode(std::uint16_t code);
     void setMacAddress(int card, const std::array<std::uint8_t, macAddressBytes>& address);  // card 0 or 1
 
-    void configure(Section& section);      // [control]
-    void configureCpld(Section& section);  // [cpld]
+    const char* scenarioTable() const override { return "control"; }
+    void configure(Section& section) override;
 
     void plugIn(Machine& machine) override;
     std::span<const RequestShape> requests() const override { return controlRequests; }
@@ -50,6 +50,19 @@ class ControlDevice : public Device, public Node {
 
     AlarmFixture& alarm_;
     Rs485Switches& rs485_;
+};
+
+// The board description in the control device's CPLD, field by field.
+class BoardDescription : public Device {
+  public:
+    explicit BoardDescription(ControlDevice& control) : control_(control) {}
+
+    const char* scenarioTable() const override { return "cpld"; }
+    void configure(Section& section) override;
+    void plugIn(Machine&) override {}
+
+  private:
+    ControlDevice& control_;
 };
 
 }  // namespace vboard

@@ -40,7 +40,8 @@ class Drives : public Device {
 
     Drive& operator[](const std::string& name) { return drives[name]; }
 
-    void configure(Section& section);  // [[drive]]
+    const char* scenarioTable() const override { return "drive"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 };
 

@@ -19,7 +19,8 @@ class FirmwareImageFile : public Device {
   public:
     std::optional<std::vector<std::uint8_t>> content;  // none: there is no file
 
-    void configure(Section& section);  // [firmwareImage]
+    const char* scenarioTable() const override { return "firmwareImage"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 
   private:

@@ -39,11 +39,12 @@ class FrontPanel : public Device {
     // The frames in hexadecimal, a line each, without the heartbeats.
     std::string frameTexts() const;
 
-    void configure(Section& section);  // [panel]
+    const char* scenarioTable() const override { return "panel"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 
   private:
-    void hear(std::uint8_t byte);
+    void take(std::uint8_t byte);
     void obey(const std::vector<std::uint8_t>& frame);
 
     Clock* clock_ = nullptr;

@@ -22,7 +22,8 @@ class Network : public Device, public Node {
   public:
     std::map<std::string, NetworkInterface> interfaces;  // by name, "eth0"
 
-    void configure(Section& section);  // [network]
+    const char* scenarioTable() const override { return "network"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
     std::span<const RequestShape> requests() const override { return networkRequests; }
     Result ioctl(const IoctlRequest& request) override;

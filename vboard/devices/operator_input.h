@@ -20,7 +20,8 @@ class OperatorInput : public Device, public Node {
     std::vector<TypedText> types;
     bool closed = false;  // standard input is at its end from the start, as under a daemon
 
-    void configure(Section& section);  // [operator]
+    const char* scenarioTable() const override { return "operator"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
     Result read(OpenFile& file, std::span<std::uint8_t> into) override;
     bool readable() const override { return closed || !waiting_.empty(); }

@@ -5,8 +5,6 @@
 
 #include "r8/contract/little_endian.h"
 #include "r8/contract/port_multiplier.h"
-#include "vboard/devices/firmware_image.h"
-
 namespace vboard {
 
 namespace {
@@ -65,9 +63,28 @@ void PortMultiplier::configureFlash(Section& section, const std::vector<std::uin
     flash.configure(section);
 }
 
-void PortMultiplier::plugIn(Machine&) {
+void PortMultiplier::powerUp() {
     flash.powerUp();
     requests.clear();
+}
+
+void PortMultipliers::configure(Section& section) {
+    chips_.emplace_back().configure(section, image_.content ? &*image_.content : nullptr);
+}
+
+void PortMultipliers::plugIn(Machine&) {
+    for (auto& [name, drive] : drives_.drives) {
+        drive.wired = chips_.empty();
+        drive.portMultiplier = nullptr;  // of a chip that a former run had
+    }
+    for (PortMultiplier& chip : chips_) {
+        chip.powerUp();
+        for (const std::string& letter : chip.disks) {
+            Drive& drive = drives_["sd" + letter];
+            drive.wired = true;
+            drive.portMultiplier = [&chip](const IoctlRequest& request) { return chip.pmprw(request); };
+        }
+    }
 }
 
 Result PortMultiplier::pmprw(const IoctlRequest& request) {

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "r8/contract/port_multiplier.h"
+#include "vboard/devices/drives.h"
+#include "vboard/devices/firmware_image.h"
 #include "vboard/devices/spi_flash.h"
 #include "vboard/kernel/machine.h"
 #include "vboard/scenario/section.h"
@@ -13,7 +16,7 @@
 namespace vboard {
 
 // A JMB39X SATA port multiplier with its register file and its flash, and the disks behind it.
-class PortMultiplier : public Device {
+class PortMultiplier {
   public:
     // To set before a run.
     std::vector<std::string> disks;  // letters of "/dev/sd?", those that are plugged in
@@ -28,8 +31,8 @@ class PortMultiplier : public Device {
     void setRevision(std::uint8_t revision) { registers[pmRegister::revision] = revision; }
     void setBonding(std::uint8_t bonding);
 
-    void configure(Section& section, const std::vector<std::uint8_t>* image);  // [[portMultiplier]]
-    void plugIn(Machine& machine) override;
+    void configure(Section& section, const std::vector<std::uint8_t>* image);
+    void powerUp();
 
     // The request pmprw: one record of ATA registers there and back.
     Result pmprw(const IoctlRequest& request);
@@ -38,6 +41,23 @@ class PortMultiplier : public Device {
     void configureFlash(Section& section, const std::vector<std::uint8_t>* image, std::uint8_t bonding);
     bool readRegister(std::uint32_t address, std::uint32_t& data) const;
     bool transfer(std::uint16_t control, std::uint32_t address, std::uint32_t& data);
+};
+
+// The port multipliers of the board and the drives behind them: with any chip, no drive is anywhere else.
+class PortMultipliers : public Device {
+  public:
+    PortMultipliers(std::deque<PortMultiplier>& chips, Drives& drives, const FirmwareImageFile& image)
+        : chips_(chips), drives_(drives), image_(image) {}
+
+    const char* scenarioTable() const override { return "portMultiplier"; }
+    void beginConfiguration() override { chips_.clear(); }  // a scenario's chips replace those of its base
+    void configure(Section& section) override;              // one more chip
+    void plugIn(Machine& machine) override;                 // before the drives
+
+  private:
+    std::deque<PortMultiplier>& chips_;
+    Drives& drives_;
+    const FirmwareImageFile& image_;
 };
 
 }  // namespace vboard

@@ -24,7 +24,8 @@ class Processes : public Device {
 
     std::vector<std::string> killed;  // process ids in the order in which they were killed
 
-    void configure(Section& section);  // [processes]
+    const char* scenarioTable() const override { return "processes"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 
   private:

@@ -42,12 +42,13 @@ class Rs485Bus : public Device {
 
     explicit Rs485Bus(Rs485Switches& switches) : switches_(switches) {}
 
-    void configure(Section& section);  // [rs485]
+    const char* scenarioTable() const override { return "rs485"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 
   private:
     void drive(std::uint8_t byte);
-    void hear(std::uint8_t byte);
+    void take(std::uint8_t byte);
     void answerCommand();
 
     Rs485Switches& switches_;

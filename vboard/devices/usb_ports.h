@@ -39,7 +39,8 @@ class UsbPorts : public Device {
 
     std::map<std::string, std::string> mounted;  // device by mount point; what the run left mounted
 
-    void configure(Section& section);  // [usb]
+    const char* scenarioTable() const override { return "usb"; }
+    void configure(Section& section) override;
     void plugIn(Machine& machine) override;
 
   private:

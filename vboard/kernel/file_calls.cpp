@@ -12,94 +12,83 @@
 
 namespace vboard {
 
-using wire::Call;
+using Outcome = std::variant<Result, Wait>;
 
-std::optional<Wait> SystemCalls::answerFile(Context& context) {
-    if (context.file == nullptr) {
-        put(context.reply, context.entry, Result::failure(EBADF));
-        return std::nullopt;
-    }
-    switch (context.request.call) {
-        case Call::close:
-            context.process.files.erase(context.request.descriptor);
-            break;
-        case Call::readdir:
-            readDirectory(context);
-            break;
-        case Call::read:
-        case Call::pread:
-            return read(context);
-        case Call::write:
-            return write(context);
-        case Call::lseek:
-            seek(context);
-            break;
-        case Call::fdatasync:  // serial lines and devices have nothing to synchronize
-            put(context.reply, context.entry, Result::failure(EINVAL));
-            break;
-        case Call::ioctl:
-            ioctl(context);
-            break;
-        case Call::tcdrain:
-            if (Terminal* terminal = context.file->node->terminal()) {
-                return Wait{[terminal] { return terminal->drained(); }, std::nullopt, [](wire::Reply&) {}};
-            }
-            [[fallthrough]];
-        default:
-            answerTerminal(context);
-    }
-    return std::nullopt;
+namespace {
+
+// As much as fits into the reply.
+std::size_t wantedBytes(const wire::Request& request) {
+    return std::min(static_cast<std::size_t>(request.arguments[0]), wire::dataBytes);
 }
 
-std::optional<Wait> SystemCalls::read(Context& context) {
+Result readInto(wire::Reply& reply, OpenFile& file, std::size_t size) {
+    const Result result = file.node->read(file, {reply.data, size});
+    reply.size = static_cast<std::uint32_t>(std::max<std::int64_t>(result.value, 0));
+    return result;
+}
+
+}  // namespace
+
+Outcome SystemCalls::close(Context& context) {
+    context.process.files.erase(context.request.descriptor);
+    return Result{};
+}
+
+Outcome SystemCalls::readDirectory(Context& context) {
+    const std::vector<std::string>* names = machine_.root.list(context.file->path);
+    if (names == nullptr || context.file->position >= names->size()) {
+        return Result{0};
+    }
+    const std::string& name = (*names)[context.file->position++];
+    putData(context.reply, name.data(), name.size());
+    context.entry.arguments = name;
+    return Result{1};
+}
+
+Outcome SystemCalls::read(Context& context) {
     const std::shared_ptr<OpenFile> file = context.file;
     if ((file->flags & O_ACCMODE) == O_WRONLY) {
-        put(context.reply, context.entry, Result::failure(EBADF));
-        return std::nullopt;
+        return Result::failure(EBADF);
     }
-    const std::size_t size =
-        std::min(static_cast<std::size_t>(context.request.arguments[0]), wire::dataBytes);
-    if (context.request.call == Call::pread) {
-        OpenFile place{file->node, file->path, file->flags,
-                       static_cast<std::size_t>(context.request.arguments[1])};
-        put(context.reply, context.entry, file->node->read(place, {context.reply.data, size}));
-        context.reply.size = static_cast<std::uint32_t>(std::max<std::int64_t>(context.reply.result, 0));
-        return std::nullopt;
-    }
-    if (!file->node->readable() && (file->flags & O_NONBLOCK) != 0) {
-        put(context.reply, context.entry, Result::failure(EAGAIN));
-        return std::nullopt;
-    }
-    const auto finish = [file, size](wire::Reply& reply) {
-        put(reply, file->node->read(*file, {reply.data, size}));
-        reply.size = static_cast<std::uint32_t>(std::max<std::int64_t>(reply.result, 0));
-    };
+    const std::size_t size = wantedBytes(context.request);
     if (file->node->readable()) {
-        finish(context.reply);
+        const Result result = readInto(context.reply, *file, size);
         context.entry.data.assign(context.reply.data, context.reply.data + context.reply.size);
-        return std::nullopt;
+        return result;
     }
-    return Wait{[file] { return file->node->readable(); }, std::nullopt, finish};
+    if ((file->flags & O_NONBLOCK) != 0) {
+        return Result::failure(EAGAIN);
+    }
+    return Wait{[file] { return file->node->readable(); }, std::nullopt,
+                [file, size](wire::Reply& reply) { put(reply, readInto(reply, *file, size)); }};
 }
 
-std::optional<Wait> SystemCalls::write(Context& context) {
+Outcome SystemCalls::readAt(Context& context) {
+    const OpenFile& file = *context.file;
+    if ((file.flags & O_ACCMODE) == O_WRONLY) {
+        return Result::failure(EBADF);
+    }
+    OpenFile place{file.node, file.path, file.flags, static_cast<std::size_t>(context.request.arguments[1])};
+    return readInto(context.reply, place, wantedBytes(context.request));
+}
+
+Outcome SystemCalls::write(Context& context) {
     const std::shared_ptr<OpenFile> file = context.file;
     if ((file->flags & O_ACCMODE) == O_RDONLY) {
-        put(context.reply, context.entry, Result::failure(EBADF));
-        return std::nullopt;
+        return Result::failure(EBADF);
     }
     const std::span<const std::uint8_t> sent(context.request.data, context.request.size);
     if (file->node->writable()) {
-        put(context.reply, context.entry, file->node->write(*file, sent));
+        const Result result = file->node->write(*file, sent);
         const Time duration = file->node->writeDuration();
         if (duration.count() == 0) {
-            return std::nullopt;
+            return result;
         }
-        return Wait{nullptr, machine_.clock.now() + duration, [](wire::Reply&) {}};
+        return Wait{nullptr, machine_.clock.now() + duration,
+                    [result](wire::Reply& reply) { put(reply, result); }};
     }
     if ((file->flags & O_NONBLOCK) != 0) {
-        put(context.reply, context.entry, Result::failure(EAGAIN));
-        return std::nullopt;
+        return Result::failure(EAGAIN);
     }
     return Wait{[file] { return file->node->writable(); }, std::nullopt,
                 [file, bytes = std::vector(sent.begin(), sent.end())](wire::Reply& reply) {
@@ -109,7 +98,7 @@ std::optional<Wait> SystemCalls::write(Context& context) {
                 }};
 }
 
-void SystemCalls::seek(Context& context) {
+Outcome SystemCalls::seek(Context& context) {
     OpenFile& file = *context.file;
     const std::int64_t base =
         context.request.arguments[1] == SEEK_CUR   ? static_cast<std::int64_t>(file.position)
@@ -117,57 +106,62 @@ void SystemCalls::seek(Context& context) {
                                                    : 0;
     const std::int64_t wanted = base + context.request.arguments[0];
     if (file.node->terminal() != nullptr || wanted < 0) {
-        put(context.reply, context.entry, Result::failure(wanted < 0 ? EINVAL : ESPIPE));
-        return;
+        return Result::failure(wanted < 0 ? EINVAL : ESPIPE);
     }
     file.position = static_cast<std::size_t>(wanted);
-    context.reply.result = static_cast<std::int64_t>(file.position);
+    return Result{wanted};
 }
 
-void SystemCalls::ioctl(Context& context) {
+Outcome SystemCalls::synchronize(Context&) {
+    return Result::failure(EINVAL);  // serial lines and devices have nothing to synchronize
+}
+
+// The argument comes in exactly the shape that the node's table says, or nobody looks at it.
+Outcome SystemCalls::ioctl(Context& context) {
     const wire::Request& request = context.request;
+    wire::Reply& reply = context.reply;
     const auto code = static_cast<std::uint32_t>(request.arguments[0]);
     const RequestShape* shape = findShape(context.file->node->requests(), code, request.size);
     if (shape == nullptr || request.arguments[2] == wire::withoutShape) {
-        put(context.reply, context.entry, Result::refusal(ENOTTY));
-        return;
+        return Result::refusal(ENOTTY);
     }
-    putData(context.reply, request.data, request.size);
-    put(context.reply, context.entry,
-        context.file->node->ioctl({code,
-                                   static_cast<std::uint64_t>(request.arguments[1]),
-                                   {context.reply.data, context.reply.size}}));
+    putData(reply, request.data, request.size);
+    const Result result = context.file->node->ioctl(
+        {code, static_cast<std::uint64_t>(request.arguments[1]), {reply.data, reply.size}});
     if (shape->argument == ArgumentKind::fromDriver) {
-        context.entry.data.assign(context.reply.data, context.reply.data + context.reply.size);
+        context.entry.data.assign(reply.data, reply.data + reply.size);
     } else {
-        context.reply.size = 0;
+        reply.size = 0;
     }
+    return result;
 }
 
-void SystemCalls::answerTerminal(Context& context) {
-    Terminal* terminal = context.file->node->terminal();
-    const wire::Request& request = context.request;
-    if (terminal == nullptr) {
-        put(context.reply, context.entry, Result::failure(ENOTTY));
-        return;
-    }
+Outcome SystemCalls::getAttributes(Context& context) {
     termios attributes = {};
-    if (request.call == Call::tcgetattr) {
-        put(context.reply, context.entry, terminal->getAttributes(attributes));
-        putData(context.reply, &attributes, sizeof attributes);
-    } else if (request.call == Call::tcsetattr) {
-        if (request.size != sizeof attributes) {
-            put(context.reply, context.entry, Result::refusal(EINVAL));
-            return;
-        }
-        std::memcpy(&attributes, request.data, sizeof attributes);
-        put(context.reply, context.entry, terminal->setAttributes(attributes));
-    } else {
-        put(context.reply, context.entry, terminal->flush(static_cast<int>(request.arguments[0])));
-    }
+    const Result result = context.file->node->terminal()->getAttributes(attributes);
+    putData(context.reply, &attributes, sizeof attributes);
+    return result;
 }
 
-std::optional<Wait> SystemCalls::select(Context& context) {
+Outcome SystemCalls::setAttributes(Context& context) {
+    termios attributes = {};
+    if (context.request.size != sizeof attributes) {
+        return Result::refusal(EINVAL);
+    }
+    std::memcpy(&attributes, context.request.data, sizeof attributes);
+    return context.file->node->terminal()->setAttributes(attributes);
+}
+
+Outcome SystemCalls::drain(Context& context) {
+    Terminal* terminal = context.file->node->terminal();
+    return Wait{[terminal] { return terminal->drained(); }, std::nullopt, [](wire::Reply&) {}};
+}
+
+Outcome SystemCalls::flush(Context& context) {
+    return context.file->node->terminal()->flush(static_cast<int>(context.request.arguments[0]));
+}
+
+Outcome SystemCalls::select(Context& context) {
     const auto matching = [process = &context.process](std::int64_t asked, bool (Node::*is)() const) {
         std::uint64_t ready = 0;
         for (const auto& [descriptor, file] : process->files) {
@@ -182,8 +176,7 @@ std::optional<Wait> SystemCalls::select(Context& context) {
     const std::int64_t asked[2] = {request.arguments[0], request.arguments[1]};
     for (int descriptor = 0; descriptor < 64; ++descriptor) {
         if (((asked[0] | asked[1]) >> descriptor & 1) != 0 && context.process.file(descriptor) == nullptr) {
-            put(context.reply, context.entry, Result::failure(EBADF));
-            return std::nullopt;
+            return Result::failure(EBADF);
         }
     }
     const auto readSet = [matching, set = asked[0]] { return matching(set, &Node::readable); };

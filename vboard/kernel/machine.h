@@ -10,6 +10,8 @@
 
 namespace vboard {
 
+class Section;
+
 // A file system as statfs(2) tells of it.
 struct FileSystemStatus {
     std::uint64_t blockBytes = 0;
@@ -38,11 +40,15 @@ struct Machine {
     std::chrono::seconds epoch{0};  // what time(2) says at the start of the run
 };
 
-// A device of the board: plugged in at the start of each run, it puts its nodes into the file tree and
-// orders its first events. Its fields outlive the run, to be set before it and looked at after it.
+// A device of the board. A scenario's tables of its name set its fields. Plugged in at the start of each run,
+// it puts its nodes into the file tree and orders its first events. Its fields outlive the run, to be set
+// before it and looked at after it.
 class Device {
   public:
     virtual ~Device() = default;
+    virtual const char* scenarioTable() const = 0;
+    virtual void beginConfiguration() {}           // before the first of a scenario's tables, if it has any
+    virtual void configure(Section& section) = 0;  // one table
     virtual void plugIn(Machine& machine) = 0;
 };
 

@@ -60,7 +60,7 @@ class Node {
     virtual void close(const OpenFile&) {}
     virtual Result read(OpenFile&, std::span<std::uint8_t>) { return Result::failure(EINVAL); }
     virtual Result write(OpenFile&, std::span<const std::uint8_t>) { return Result::failure(EINVAL); }
-    virtual Time writeDuration() const { return Time{0}; }               // before a write returns
+    virtual Time writeDuration() const { return Time{0}; }                 // before a write returns
     virtual std::span<const RequestShape> requests() const { return {}; }  // of ioctl(2)
     virtual Result ioctl(const IoctlRequest&) { return Result::refusal(ENOTTY); }
     virtual bool readable() const { return true; }

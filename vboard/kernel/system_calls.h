@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <variant>
 
 #include "vboard/kernel/faults.h"
 #include "vboard/kernel/machine.h"
@@ -9,7 +10,8 @@
 
 namespace vboard {
 
-// The board's kernel: answers one request after the other from the file tree and the devices behind it.
+// The board's kernel: answers one request after the other from the file tree and the devices behind it. Each
+// libc call is a row of one table (call_rows.cpp) with a procedure here.
 class SystemCalls {
   public:
     SystemCalls(Machine& machine, Faults& faults, bool selectWritesBack)
@@ -19,31 +21,60 @@ class SystemCalls {
     std::optional<Wait> perform(Process& process, const wire::Request& request, wire::Reply& reply,
                                 TraceEntry& entry);
 
+    // Whether a fault may strike the call; a power cut counts those.
+    static bool canFail(wire::Call call);
+
   private:
+    struct Row;
     struct Context {
         Process& process;
         const wire::Request& request;
         wire::Reply& reply;
         TraceEntry& entry;
         std::shared_ptr<OpenFile> file;  // behind the descriptor; null when it is not open
-    };
 
-    std::optional<Wait> answer(Context& context);
-    std::optional<Wait> answerFile(Context& context);
-    void answerPath(Context& context);
-    void answerTerminal(Context& context);
-    void open(Context& context);
-    void openDirectory(Context& context);
-    void readDirectory(Context& context);
-    void ioctl(Context& context);
-    void seek(Context& context);
-    void runCommand(Context& context);
-    void fileSystem(Context& context);
-    std::optional<Wait> read(Context& context);
-    std::optional<Wait> write(Context& context);
-    std::optional<Wait> select(Context& context);
-    std::optional<Wait> sleep(Context& context);
-    void addFile(Context& context, OpenFile file);
+        const std::string& path() const { return entry.where; }
+    };
+    using Outcome = std::variant<Result, Wait>;
+    using Answer = Outcome (SystemCalls::*)(Context& context);
+
+    static const Row& rowOf(wire::Call call);
+    static void describe(const Row& row, Context& context);
+    Outcome answer(const Row& row, Context& context);
+    int addFile(Context& context, OpenFile file);
+
+    // Without a path or a file.
+    Outcome startTask(Context& context);
+    Outcome sleep(Context& context);
+    Outcome setUser(Context& context);
+    Outcome nameSystem(Context& context);
+    Outcome openSocket(Context& context);
+    Outcome select(Context& context);
+
+    // With a path, or a command in its place.
+    Outcome runCommand(Context& context);
+    Outcome changeDirectory(Context& context);
+    Outcome access(Context& context);
+    Outcome makeDirectory(Context& context);
+    Outcome mount(Context& context);
+    Outcome unmount(Context& context);
+    Outcome fileSystem(Context& context);
+    Outcome open(Context& context);
+    Outcome openDirectory(Context& context);
+
+    // With an open file, the last ones with a terminal.
+    Outcome readDirectory(Context& context);
+    Outcome close(Context& context);
+    Outcome read(Context& context);
+    Outcome readAt(Context& context);
+    Outcome write(Context& context);
+    Outcome seek(Context& context);
+    Outcome synchronize(Context& context);
+    Outcome ioctl(Context& context);
+    Outcome getAttributes(Context& context);
+    Outcome setAttributes(Context& context);
+    Outcome drain(Context& context);
+    Outcome flush(Context& context);
 
     Machine& machine_;
     Faults& faults_;
