@@ -43,6 +43,9 @@ int main(int argc, char** argv) {
     if (argc != 6) {
         return 99;
     }
+    if (argv[5][0] == 'd') {
+        (void)signal(SIGTERM, answer);
+    }
     const int pipe = open(argv[2], O_WRONLY | O_NONBLOCK);
     for (const auto& [fd, bytes] :
          {std::pair(STDOUT_FILENO, contentOf(argv[4])), {pipe, contentOf(argv[3])}}) {
@@ -54,8 +57,6 @@ int main(int argc, char** argv) {
     const char* const value = strchr(argv[5], ':');
     switch (argv[5][0]) {
         case 'd':
-            (void)signal(SIGTERM, answer);
-            [[fallthrough]];
         case 'h':
             readerGone.fd = pipe;
             while (poll(&readerGone, 1, -1) != 1) {
