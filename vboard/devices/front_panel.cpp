@@ -90,14 +90,14 @@ void FrontPanel::plugIn(Machine& machine) {
     badFrames = 0;
     received_.clear();
     keysWaitForLamps_ = false;
-    line.onByteSent = [this](std::uint8_t byte) { hear(line.heardByOtherEnd(byte)); };
+    line.onByteSent = [this](std::uint8_t byte) { take(line.arrivedAtOtherEnd(byte)); };
     if (present) {
         line.plugIn(machine, "/dev/ttyS3");
     }
 }
 
 // Looks for the next start byte after whatever is wrong.
-void FrontPanel::hear(std::uint8_t byte) {
+void FrontPanel::take(std::uint8_t byte) {
     received_.push_back(byte);
     const std::size_t length = received_.size() < 2 ? leastFrameBytes : received_[1];
     if (received_[0] != panelCommandStart || length < leastFrameBytes || length > mostFrameBytes) {

@@ -42,7 +42,7 @@ class FrontPanel : public Device {
     void plugIn(Machine& machine) override;
 
   private:
-    void hear(std::uint8_t byte);
+    void take(std::uint8_t byte);
     void obey(const std::vector<std::uint8_t>& frame);
 
     Clock* clock_ = nullptr;

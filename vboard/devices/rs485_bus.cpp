@@ -69,11 +69,11 @@ void Rs485Bus::drive(std::uint8_t byte) {
         line.receive(++echoCount_ == corruptedByte ? static_cast<std::uint8_t>(~byte) : byte);
     }
     if (deviceConnected) {
-        hear(line.heardByOtherEnd(byte));
+        take(line.arrivedAtOtherEnd(byte));
     }
 }
 
-void Rs485Bus::hear(std::uint8_t byte) {
+void Rs485Bus::take(std::uint8_t byte) {
     received_.push_back(byte);
     const bool isStarted = received_[0] == rs485FrameStart;
     if (isStarted && received_.size() < rs485FrameBytes) {

@@ -48,7 +48,7 @@ class Rs485Bus : public Device {
 
   private:
     void drive(std::uint8_t byte);
-    void hear(std::uint8_t byte);
+    void take(std::uint8_t byte);
     void answerCommand();
 
     Rs485Switches& switches_;

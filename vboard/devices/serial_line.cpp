@@ -77,7 +77,7 @@ Time SerialLine::characterTime() const {
     return timeOfBits(1 + dataBitsOf(control) + parityBits + stopBits, baudOf(attributes));
 }
 
-std::uint8_t SerialLine::heardByOtherEnd(std::uint8_t byte) const {
+std::uint8_t SerialLine::arrivedAtOtherEnd(std::uint8_t byte) const {
     const bool understood =
         baudOf(attributes) == 9600 && (attributes.c_cflag & (CSIZE | PARENB | CSTOPB)) == CS8;
     return understood ? byte : static_cast<std::uint8_t>(~byte);
@@ -89,7 +89,7 @@ void SerialLine::send(const std::vector<std::uint8_t>& bytes) {
         otherEndBusyUntil_ += otherEndCharacterTime;
         clock_->at(otherEndBusyUntil_, [this, byte] {
             if (!mayReceive || mayReceive()) {
-                receive(heardByOtherEnd(byte));
+                receive(arrivedAtOtherEnd(byte));
             }
         });
     }
@@ -138,7 +138,9 @@ void SerialLine::handOver() {
 }
 
 Result SerialLine::open(const OpenFile&) {
-    ++openCount_;
+    if (openCount_++ == 0) {
+        receiveQueue_.insert(receiveQueue_.end(), waitingAtOpen.begin(), waitingAtOpen.end());
+    }
     return {};
 }
 

@@ -29,6 +29,7 @@ class SerialLine : public Node, public Terminal {
     std::size_t receiveTrigger = 1;  // bytes that the receiver hands over together, as a UART with FIFO does
     Time writeTakes{0};              // before a write returns
     Time pauseAfterByte{0};          // the line is held up after each byte that it sends
+    std::vector<std::uint8_t> waitingAtOpen;  // what each first open finds in the receive queue already
 
     // Where a byte goes when its stop bit has left the port.
     std::function<void(std::uint8_t)> onByteSent;
@@ -48,7 +49,7 @@ class SerialLine : public Node, public Terminal {
     // A byte with its stop bit at the port's receiver, lost while nobody has the port open; and what an end
     // at 9600 8N1 makes of the port's byte.
     void receive(std::uint8_t byte);
-    std::uint8_t heardByOtherEnd(std::uint8_t byte) const;
+    std::uint8_t arrivedAtOtherEnd(std::uint8_t byte) const;
 
     Time characterTime() const;  // start, data, parity and stop bits
 

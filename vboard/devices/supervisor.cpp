@@ -5,13 +5,9 @@
 
 #include <csignal>
 
-namespace vboard {
+#include "r8/contract/report_record.h"
 
-Supervisor::~Supervisor() {
-    if (hostDescriptor_ != -1) {
-        (void)::close(hostDescriptor_);
-    }
-}
+namespace vboard {
 
 void Supervisor::configure(Section& section) {
     section.flag("fifoPresent", fifoPresent);
@@ -30,13 +26,13 @@ void Supervisor::plugIn(Machine& machine) {
     writes.clear();
     machine.root.addDirectory("/var");
     if (fifoPresent) {
-        machine.root.add("/var/r8.fifo", *this);
+        machine.root.add(reportPipePath, *this);
     }
 }
 
 Result Supervisor::openHostFifo() {
-    hostDescriptor_ = ::open(hostFifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-    return hostDescriptor_ == -1 ? Result::failure(errno) : Result{};
+    hostPipe_ = host::Descriptor(::open(hostFifo.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    return hostPipe_.isOpen() ? Result{} : Result::failure(errno);
 }
 
 Result Supervisor::open(const OpenFile& file) {
@@ -51,9 +47,7 @@ Result Supervisor::open(const OpenFile& file) {
 }
 
 void Supervisor::close(const OpenFile&) {
-    if (hostDescriptor_ != -1) {
-        (void)::close(std::exchange(hostDescriptor_, -1));
-    }
+    hostPipe_.close();
 }
 
 // Pipe writes of up to PIPE_BUF bytes are all or nothing, pipe(7).
@@ -64,7 +58,7 @@ Result Supervisor::write(OpenFile&, std::span<const std::uint8_t> bytes) {
     if (reader == Reader::never && unread_ + bytes.size() > pipeBytes) {
         return Result::failure(EAGAIN);
     }
-    if (hostDescriptor_ != -1 && ::write(hostDescriptor_, bytes.data(), bytes.size()) == -1) {
+    if (hostPipe_.isOpen() && ::write(hostPipe_.get(), bytes.data(), bytes.size()) == -1) {
         return {-1, errno, errno == EPIPE ? SIGPIPE : 0, false};
     }
     unread_ += bytes.size();

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "host/descriptor.h"
 #include "vboard/kernel/machine.h"
 #include "vboard/scenario/section.h"
 
@@ -30,7 +31,6 @@ class Supervisor : public Device, public Node {
     // Called with each write as it comes, for whoever watches.
     std::function<void(Time, std::string_view)> onWrite;
 
-    ~Supervisor() override;
     const char* scenarioTable() const override { return "supervisor"; }
     void configure(Section& section) override;
     void plugIn(Machine& machine) override;
@@ -43,7 +43,7 @@ class Supervisor : public Device, public Node {
 
     const Clock* clock_ = nullptr;
     std::size_t unread_ = 0;  // bytes in the pipe
-    int hostDescriptor_ = -1;
+    host::Descriptor hostPipe_;
 };
 
 }  // namespace vboard

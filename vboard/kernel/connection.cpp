@@ -2,44 +2,24 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
-#include <cerrno>
 #include <cstring>
-#include <system_error>
 
 namespace vboard {
 
-namespace {
-
-void closeOnce(int& descriptor) {
-    if (descriptor != -1) {
-        (void)::close(descriptor);
-        descriptor = -1;
-    }
-}
-
-}  // namespace
-
 Connection::Connection() {
     int ends[2];
-    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) == -1) {
-        throw std::system_error(errno, std::generic_category(), "socketpair");
-    }
-    ours_ = ends[0];
-    toolsEnd_ = ends[1];
-}
-
-Connection::~Connection() {
-    close();
+    (void)host::checked(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends), "socketpair");
+    ours_ = host::Descriptor(ends[0]);
+    toolsEnd_ = host::Descriptor(ends[1]);
 }
 
 ssize_t Connection::receive(wire::Request& request) const {
-    return recv(ours_, &request, sizeof request, MSG_DONTWAIT);
+    return recv(ours_.get(), &request, sizeof request, MSG_DONTWAIT);
 }
 
 bool Connection::isCut() const {
-    pollfd end = {ours_, 0, 0};
+    pollfd end = {ours_.get(), 0, 0};
     return poll(&end, 1, 0) == 1 && (end.revents & POLLHUP) != 0;
 }
 
@@ -56,21 +36,22 @@ void Connection::send(const wire::Reply& reply, Connection* started) const {
         header->cmsg_level = SOL_SOCKET;
         header->cmsg_type = SCM_RIGHTS;
         header->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(header), &started->toolsEnd_, sizeof started->toolsEnd_);
+        const int descriptor = started->toolsEnd();
+        std::memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
     }
-    (void)sendmsg(ours_, &message, MSG_NOSIGNAL);
+    (void)sendmsg(ours_.get(), &message, MSG_NOSIGNAL);
     if (started != nullptr) {
         started->closeToolsEnd();
     }
 }
 
 void Connection::closeToolsEnd() {
-    closeOnce(toolsEnd_);
+    toolsEnd_.close();
 }
 
 void Connection::close() {
-    closeOnce(ours_);
-    closeOnce(toolsEnd_);
+    ours_.close();
+    toolsEnd_.close();
 }
 
 }  // namespace vboard

@@ -2,6 +2,7 @@
 
 #include <sys/types.h>
 
+#include "host/descriptor.h"
 #include "vboard/wire.h"
 
 namespace vboard {
@@ -10,12 +11,9 @@ namespace vboard {
 class Connection {
   public:
     Connection();  // throws std::system_error
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
 
-    int toolsEnd() const { return toolsEnd_; }
-    int descriptor() const { return ours_; }  // to poll for requests
+    int toolsEnd() const { return toolsEnd_.get(); }
+    int descriptor() const { return ours_.get(); }  // to poll for requests
 
     // What comes at once: the size of the request, 0 when the task has ended, or -1 with errno.
     ssize_t receive(wire::Request& request) const;
@@ -30,8 +28,8 @@ class Connection {
     void close();
 
   private:
-    int ours_ = -1;
-    int toolsEnd_ = -1;
+    host::Descriptor ours_;
+    host::Descriptor toolsEnd_;
 };
 
 }  // namespace vboard

@@ -55,7 +55,7 @@ ElfFacts elfFacts(const std::string& path) {
 
 }  // namespace
 
-void refuseWhatWouldEscape(const std::string& programPath, const std::string& libraryPath) {
+void requireSameMachine(const std::string& programPath, const std::string& libraryPath) {
     const ElfFacts library = elfFacts(libraryPath);
     const ElfFacts program = elfFacts(programPath);
     if (!library.isElf || libraryPath.find_first_of(" :,") != std::string::npos) {

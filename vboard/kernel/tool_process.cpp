@@ -1,19 +1,15 @@
 #include "vboard/kernel/tool_process.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <pty.h>
 #include <signal.h>
 #include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <system_error>
+#include <utility>
 
 #include "vboard/kernel/program_check.h"
 #include "vboard/wire.h"
@@ -22,41 +18,32 @@ namespace vboard {
 
 namespace {
 
-constexpr int startFailureStatus = 127;
-
-// Every host call that must work goes through here.
-int checked(int result, const char* what) {
-    if (result == -1) {
-        throw std::system_error(errno, std::generic_category(), what);
-    }
-    return result;
-}
-
+// Both ends of a channel for what the tool says; ours never waits.
 struct Channel {
-    int ours = -1;
-    int tools = -1;
+    host::Descriptor ours;
+    host::Descriptor tools;
 };
 
 Channel openPipe() {
-    int ends[2];
-    (void)checked(pipe2(ends, O_CLOEXEC), "pipe");
-    (void)checked(fcntl(ends[0], F_SETFL, O_NONBLOCK), "fcntl");
-    return {ends[0], ends[1]};
+    host::Pipe pipe = host::openPipe();
+    return {std::move(pipe.reader), std::move(pipe.writer)};
 }
 
 Channel openFile() {
-    const int file = checked(memfd_create("output", MFD_CLOEXEC), "memfd_create");
-    return {checked(fcntl(file, F_DUPFD_CLOEXEC, 0), "fcntl"), file};
+    host::Descriptor file(host::checked(memfd_create("output", MFD_CLOEXEC), "memfd_create"));
+    host::Descriptor ours(host::checked(fcntl(file.get(), F_DUPFD_CLOEXEC, 0), "fcntl"));
+    return {std::move(ours), std::move(file)};
 }
 
 Channel openTerminal() {
     termios raw = {};
     cfmakeraw(&raw);
-    Channel channel;
-    (void)checked(openpty(&channel.ours, &channel.tools, nullptr, &raw, nullptr), "openpty");
-    (void)checked(fcntl(channel.ours, F_SETFD, FD_CLOEXEC), "fcntl");
-    (void)checked(fcntl(channel.tools, F_SETFD, FD_CLOEXEC), "fcntl");
-    (void)checked(fcntl(channel.ours, F_SETFL, O_NONBLOCK), "fcntl");
+    int ends[2];
+    (void)host::checked(openpty(&ends[0], &ends[1], nullptr, &raw, nullptr), "openpty");
+    Channel channel = {host::Descriptor(ends[0]), host::Descriptor(ends[1])};
+    (void)host::checked(fcntl(ends[0], F_SETFD, FD_CLOEXEC), "fcntl");
+    (void)host::checked(fcntl(ends[1], F_SETFD, FD_CLOEXEC), "fcntl");
+    (void)host::checked(fcntl(ends[0], F_SETFL, O_NONBLOCK), "fcntl");
     return channel;
 }
 
@@ -98,15 +85,6 @@ std::vector<std::string> environmentFor(const ToolCommand& command, int connecti
     return environment;
 }
 
-std::vector<char*> pointers(std::vector<std::string>& texts) {
-    std::vector<char*> result;
-    for (std::string& text : texts) {
-        result.push_back(text.data());
-    }
-    result.push_back(nullptr);
-    return result;
-}
-
 std::string readAll(int descriptor) {
     std::string text;
     char buffer[4096];
@@ -120,54 +98,37 @@ std::string readAll(int descriptor) {
 }  // namespace
 
 ToolProcess::ToolProcess(const ToolCommand& command, int connection) : kind_(command.standardOutput) {
-    refuseWhatWouldEscape(command.program, command.preload);
-    const Channel output = openOutput(command.standardOutput);
-    const Channel errors = openPipe();
-    std::vector<std::string> words = command.emulator;
-    words.push_back(command.program);
-    words.insert(words.end(), command.arguments.begin(), command.arguments.end());
-    std::vector<std::string> variables = environmentFor(command, connection);
-    const std::vector<char*> argv = pointers(words);
-    const std::vector<char*> environment = pointers(variables);
-
-    pid_ = checked(fork(), "fork");
-    if (pid_ == 0) {
-        (void)setpgid(0, 0);
-        (void)prctl(PR_SET_PDEATHSIG, SIGKILL);
-        (void)signal(SIGPIPE, SIG_DFL);  // whatever we do with it ourselves
-        const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
-        (void)dup2(nothing, STDIN_FILENO);
-        (void)dup2(output.tools, STDOUT_FILENO);
-        (void)dup2(command.mergeErrors ? output.tools : errors.tools, STDERR_FILENO);
-        (void)fcntl(connection, F_SETFD, 0);
-        // The file that was looked at, wherever PATH may lead.
-        (void)(command.emulator.empty() ? execve : execvpe)(argv[0], argv.data(), environment.data());
-        dprintf(STDERR_FILENO, "vboard: can not start %s: %s\n", argv[0], strerror(errno));
-        _exit(startFailureStatus);
-    }
-    (void)setpgid(pid_, pid_);  // whichever of the two comes first
-    output_ = output.ours;
-    errors_ = errors.ours;
-    (void)close(output.tools);
-    (void)close(errors.tools);
-}
-
-ToolProcess::~ToolProcess() {
-    kill();
-    (void)wait();
-    (void)close(output_);
-    (void)close(errors_);
+    requireSameMachine(command.program, command.preload);
+    Channel output = openOutput(command.standardOutput);
+    Channel errors = openPipe();
+    const host::Descriptor nothing(host::checked(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null"));
+    host::Command start;
+    start.words = command.emulator;
+    start.words.push_back(command.program);
+    start.words.insert(start.words.end(), command.arguments.begin(), command.arguments.end());
+    start.searchPath = !command.emulator.empty();  // the file that was looked at, wherever PATH may lead
+    start.environment = environmentFor(command, connection);
+    start.input = nothing.get();
+    start.output = output.tools.get();
+    start.errors = command.mergeErrors ? output.tools.get() : errors.tools.get();
+    start.inherited = {connection};
+    start.ownGroup = true;
+    start.endsWithParent = true;
+    start.complaint = "vboard: can not start " + start.words.front();
+    child_.emplace(start);
+    output_ = std::move(output.ours);
+    errors_ = std::move(errors.ours);
 }
 
 std::string ToolProcess::takeOutput() {
     if (kind_ != OutputKind::file) {
-        return readAll(output_);
+        return readAll(output_.get());
     }
     // The file's offset is the tool's: look from our own place.
     std::string text;
     char buffer[4096];
     ssize_t count = 0;
-    while ((count = pread(output_, buffer, sizeof buffer, position_)) > 0) {
+    while ((count = pread(output_.get(), buffer, sizeof buffer, position_)) > 0) {
         text.append(buffer, static_cast<std::size_t>(count));
         position_ += count;
     }
@@ -175,22 +136,15 @@ std::string ToolProcess::takeOutput() {
 }
 
 std::string ToolProcess::takeErrors() {
-    return readAll(errors_);
+    return readAll(errors_.get());
 }
 
 void ToolProcess::kill() {
-    if (pid_ != -1) {
-        (void)::kill(-pid_, SIGKILL);  // gone already is as good
-    }
+    child_->signal(SIGKILL);
 }
 
 int ToolProcess::wait() {
-    if (pid_ != -1) {
-        while (waitpid(pid_, &status_, 0) == -1 && errno == EINTR) {
-        }
-        pid_ = -1;
-    }
-    return status_;
+    return child_->wait();
 }
 
 }  // namespace vboard

@@ -2,8 +2,12 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "host/child_process.h"
+#include "host/descriptor.h"
 
 namespace vboard {
 
@@ -28,26 +32,22 @@ class ToolProcess {
     // Starts the program; connection is handed to it as its first task's. Throws std::runtime_error where the
     // program would not load the preload library and so run on the host, std::system_error for host failures.
     ToolProcess(const ToolCommand& command, int connection);
-    ~ToolProcess();
-    ToolProcess(const ToolProcess&) = delete;
-    ToolProcess& operator=(const ToolProcess&) = delete;
 
     // What the tool wrote since the last look, without waiting.
     std::string takeOutput();
     std::string takeErrors();
 
     // Descriptors to poll for more output; -1 for a file, which never keeps the tool waiting.
-    int outputDescriptor() const { return kind_ == OutputKind::file ? -1 : output_; }
-    int errorsDescriptor() const { return errors_; }
+    int outputDescriptor() const { return kind_ == OutputKind::file ? -1 : output_.get(); }
+    int errorsDescriptor() const { return errors_.get(); }
 
     void kill();
     int wait();  // waits for the end; the status as waitpid(2) gives it
 
   private:
-    pid_t pid_ = -1;
-    int status_ = 0;
-    int output_ = -1;
-    int errors_ = -1;
+    std::optional<host::ChildProcess> child_;  // once it is started
+    host::Descriptor output_;
+    host::Descriptor errors_;
     off_t position_ = 0;  // in an output file
     OutputKind kind_;
 };
