@@ -67,7 +67,8 @@ bool arrange(const Command& command) {
 
 pid_t start(const Command& command) {
     const std::vector<char*> words = pointersTo(command.words);
-    const std::vector<char*> variables = pointersTo(command.environment.value_or(std::vector<std::string>{}));
+    const std::vector<std::string> environment = command.environment.value_or(std::vector<std::string>{});
+    const std::vector<char*> variables = pointersTo(environment);
     const pid_t child = checked(fork(), "fork");
     if (child == 0) {
         execute(command, words.data(), command.environment ? variables.data() : environ);
