@@ -5,7 +5,7 @@
 
 #include "station/interpret/step_lines.h"
 #include "station/interpret/storage_lines.h"
-#include "station/interpret/summary_lines.h"
+#include "station/interpret/verdict_words.h"
 
 namespace station {
 

@@ -94,7 +94,7 @@ struct TestRun {
     Measured measured;
     Board board;
     std::vector<std::string> reasons;  // why the run is incomplete; empty: it is complete
-    std::vector<std::string> unknown;  // the first few texts where only known ones may stand
+    std::vector<std::string> unknown;  // see addUnknown
     Outcome outcome = Outcome::incomplete;
     std::uint64_t lostLines = 0;  // records that the tool could not write
     bool arrived = false;         // a record came
@@ -104,6 +104,15 @@ struct TestRun {
     // Whether the item belongs to this board's run at all.
     bool has(std::size_t item) const {
         return item != chipTemperatureItem || items[item].verdict.has_value();
+    }
+
+    // Remembers a text where only known ones may stand; the first few, for a tool gone wild has no end of
+    // them.
+    void addUnknown(std::string_view text) {
+        constexpr std::size_t mostUnknown = 10;
+        if (unknown.size() < mostUnknown) {
+            unknown.emplace_back(text);
+        }
     }
 };
 

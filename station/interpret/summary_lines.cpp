@@ -10,7 +10,6 @@ namespace station {
 
 namespace {
 
-constexpr std::size_t mostUnknown = 10;
 constexpr std::string_view frameTexts[] = {"", "R8测试结果如下:", "R8测试结束", endMarker};
 
 // "芯片温度正常: 40 ": the only verdict that comes with its value. True when the line is one of the three.
@@ -37,69 +36,10 @@ bool readChipTemperature(TestRun& run, std::string_view line) {
     return false;
 }
 
-// A summary that says both of an item says failed.
-void addVerdict(Item& item, bool passed, std::string_view words) {
-    item.verdict = item.verdict.value_or(true) && passed;
-    if (!passed) {
-        item.reason = words;
-    }
-}
-
-Count countIn(std::string_view verdict) {
-    std::int64_t count = 0;
-    LineScanner scan{verdict};
-    return scan.number(count) && scan.rest.empty() ? Count(count) : std::nullopt;
-}
-
 }  // namespace
-
-void addUnknown(TestRun& run, std::string_view text) {
-    if (run.unknown.size() < mostUnknown) {
-        run.unknown.emplace_back(text);
-    }
-}
 
 bool isRule(std::string_view line) {
     return line.size() >= 64 && line.find_first_not_of('-') == std::string_view::npos;
-}
-
-bool readVerdict(TestRun&, Item& item, std::string_view verdict) {
-    if (verdict != "成功" && verdict != "失败") {
-        return false;
-    }
-    addVerdict(item, verdict == "成功", verdict);
-    return true;
-}
-
-bool readUsbVerdict(TestRun& run, Item& item, std::string_view verdict) {
-    const Count count = countIn(verdict);
-    if (!count) {
-        return readVerdict(run, item, verdict);
-    }
-    Usb& usb = std::get<usbItem>(run.measured);
-    usb.found = count;
-    item.checked = true;  // the test says nothing more where it finds nothing
-    if (usb.expected && usb.expected != usb.found) {
-        item.contradiction =
-            std::to_string(*usb.found) + " found, " + std::to_string(*usb.expected) + " expected";
-    }
-    return true;
-}
-
-bool readSataVerdict(TestRun& run, Item& item, std::string_view verdict) {
-    if (const Count count = countIn(verdict)) {
-        std::get<sataItem>(run.measured).found = count;
-    } else if (verdict.starts_with("端口") && verdict.ends_with("无连接")) {
-        addVerdict(item, false, verdict);
-    } else {
-        return readVerdict(run, item, verdict);
-    }
-    return true;
-}
-
-bool readClockVerdict(TestRun& run, Item& item, std::string_view verdict) {
-    item.leftToPerson = item.leftToPerson || verdict == "由检测人员判断";
-    return verdict == "由检测人员判断" || readVerdict(run, item, verdict);
 }
 
 // "USB口       : 4  " counts, "USB口       : 成功  " judges, "SATA口       : 端口1,3无连接" names ports.
@@ -114,7 +54,7 @@ void readSummaryLine(TestRun& run, std::string_view line) {
     const std::string_view verdict = trimmed(line.substr(std::min(colon + 1, line.size())));
     if (row == nullptr || row->readVerdict == nullptr ||
         !row->readVerdict(run, run.items[row->index], verdict)) {
-        addUnknown(run, trimmed(line));
+        run.addUnknown(trimmed(line));
     }
 }
 

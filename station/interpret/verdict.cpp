@@ -73,7 +73,7 @@ bool numbersHaveGap(const TestRun& run) {
 void findUnknownSteps(TestRun& run) {
     for (const Step& step : run.steps) {
         if (step.number != 0 && step.name == otherStep) {
-            addUnknown(run, "step " + std::to_string(step.number) + " " + step.title);
+            run.addUnknown("step " + std::to_string(step.number) + " " + step.title);
         }
     }
 }

@@ -14,8 +14,8 @@
 #include "vboard/preload/connection.h"
 #include "vboard/request_shapes.h"
 
-using vboard::preload::Exchange;
 using vboard::RequestShape;
+using vboard::preload::Exchange;
 using vboard::wire::Call;
 
 namespace {
