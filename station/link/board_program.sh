@@ -1,5 +1,5 @@
 # What the station runs on the board: sh -c PROGRAM r8-station TOKEN PIPE SILENCE LIMIT MODE TOOL ARGUMENT...
-# Needs a POSIX shell, /proc, mkfifo and sleep. Holds no single quote, so that the station can put it between two.
+# Needs a POSIX shell, /proc, mkfifo, sleep and grep. Holds no single quote, so that the station can put it between two.
 # TOKEN    marks our own lines on standard error: "r8-station TOKEN WORD...", wherever in the stream they begin
 # SILENCE  seconds without a line on standard input after which the tool is ended, as at its end
 # LIMIT    seconds that the tool may run, 0 for any
@@ -21,13 +21,13 @@ age() {
     seconds=$((${up%%.*} - ${20} / 100))
 }
 
-# Who has the pipe open but for ourselves; a child may not have closed it yet. Not to be called in a child.
+# Who else has the pipe open. Not to be called in a child, which would be somebody else.
 findHolders() {
     holders=""
     for entry in /proc/[0-9]*/fd/*; do
         [ "$entry" -ef "$pipe" ] || continue
         pid=${entry#/proc/} pid=${pid%%/*}
-        case " $$ $copier $guard $holders" in *" $pid "*) ;; *) holders="$holders$pid " ;; esac
+        case " $$ $holders" in *" $pid "*) ;; *) holders="$holders$pid " ;; esac
     done
 }
 findTools() {
@@ -71,11 +71,19 @@ finish() {
     kill -VTALRM "$1"
     await "$1"
 }
-finishable() { trap "kill \$! \$reader; exit" VTALRM; }
+finishable() { pause="" && trap "kill \$pause \$reader; exit" VTALRM; }
+# The tool and all that it started, known by its environment.
+findFamily() {
+    family=""
+    for entry in $(grep -ls "R8_STATION_RUN=$token" /proc/[0-9]*/environ); do
+        entry=${entry#/proc/} family="$family${entry%/environ} "
+    done
+}
 # Sleeps so that a signal does not wait for its end.
 nap() {
     sleep "$1" &
-    while wait $!; [ $? -gt 128 ]; do :; done
+    pause=$!
+    while wait $pause; [ $? -gt 128 ]; do :; done
 }
 endTool() {
     finishable
@@ -124,8 +132,11 @@ guardRun() {
         read -r self name state rest <"/proc/$copier/stat"
         case $state in "" | Z) kill -USR2 $$ ;; esac
     done
-    endTool
     kill -KILL $copier
+    findFamily
+    kill -TERM $family
+    nap 2
+    while findFamily; [ -n "$family" ]; do kill -KILL $family; done
     removePipe
     kill $reader
 }
@@ -153,12 +164,15 @@ exec 5<"$pipe" 2>/dev/null # some shells comment on the end of their children
 cat <&5 3<&- 4<&- 5<&- 6>&- &
 copier=$!
 exec 5<&-
-exec "$@" </dev/null >&6 2>&6 3<&- 4<&- 6>&- &
+guardRun & # first, so that there is no moment at which the tool has none
+guard=$!
+{
+    export R8_STATION_RUN="$token"
+    exec "$@" </dev/null >&6 2>&6 3<&- 4<&- 6>&-
+} &
 tool=$!
 early=$why why="" # a signal that came before we knew whom to end
 [ -z "$early" ] || stop "$early"
-guardRun &
-guard=$!
 mark started "$tool"
 
 await $tool
@@ -166,8 +180,8 @@ code=$status tool=""
 trap "interrupted=yes" USR2
 [ -z "$killer" ] || finish $killer
 exec 4<&- # the copier sees the end once it has handed on everything
-findHolders
-[ -z "$holders" ] || { mark left $holders; kill -KILL $holders; }
+findFamily
+[ -z "$family" ] || { mark left $family; kill -KILL $family; }
 await $copier
 [ $status = 0 ] || [ -n "$why" ] || why=copier
 finish $guard
