@@ -71,6 +71,11 @@ finish() {
     kill -VTALRM "$1"
     await "$1"
 }
+# The guard goes last: our last words may find no reader.
+leave() {
+    [ -z "$guard" ] || finish $guard
+    removePipe
+}
 finishable() { pause="" && trap "kill \$pause \$reader; exit" VTALRM; }
 # The tool and all that it started, known by its environment.
 findFamily() {
@@ -126,7 +131,7 @@ guardRun() {
     while nap 1; read -r self name state parent rest </proc/self/stat; [ "$parent" = $$ ]; do
         silent=$((silent + 1)) seconds=$((seconds + 1))
         [ $silent -le "$silence" ] || kill -USR1 $$
-        [ $silent -le $((silence + 5)) ] || kill -KILL $$ # its last words find no reader
+        [ $silent -le $((silence + 5)) ] || kill -KILL $$
         [ "$limit" = 0 ] || [ $seconds -lt "$limit" ] || kill -ALRM $$
         state=""
         read -r self name state rest <"/proc/$copier/stat"
@@ -141,7 +146,7 @@ guardRun() {
     kill $reader
 }
 
-trap removePipe EXIT
+trap leave EXIT
 trap "exit 121" HUP INT TERM
 trap : PIPE # ignoring it would be handed down to the tool
 exec 3<&0 </dev/null 6>&2
@@ -184,7 +189,6 @@ findFamily
 [ -z "$family" ] || { mark left $family; kill -KILL $family; }
 await $copier
 [ $status = 0 ] || [ -n "$why" ] || why=copier
-finish $guard
 [ -z "$why" ] || mark ended "$why"
 case $code in
     126 | 127) refuse not-started "$code" ;;
