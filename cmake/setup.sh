@@ -9,6 +9,7 @@ armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armh
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"
 benchmarkPackages="libbenchmark-dev"
+emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
@@ -47,6 +48,11 @@ needBoardBuild() {
     [ "${install:-yes}" = yes ] || fail "the board's C library is missing; ./run --install-deps $1 fetches it"
     say "fetching musl-dev:$1 into build/musl/$1 (apt-get)"
     cmake/fetch_musl "$1" "build/musl/$1" || fail "cmake/fetch_musl $1"
+}
+
+# The machine of the emulated board, and what makes its file systems.
+needEmulatedBoard() {
+    needPackages $emulatedPackages
 }
 
 # Everything that a preset needs on this machine.

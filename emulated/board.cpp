@@ -233,6 +233,9 @@ bool Run::take(Channel& channel) {
 
 void Run::serveLines() {
     farEnds_.catchUp(sinceToolStart());
+    if (farEnds_.isSending()) {
+        return;
+    }
     if (board_.panel.present) {
         sendAll(panel_, FarEnds::say(board_.panel.line));
     }

@@ -36,6 +36,7 @@ FarEnds::FarEnds(vboard::VirtualBoard& board) : board_(board), faults_(board.set
     }
     if (board.rs485.present) {
         makeTransparent(board.rs485.line);
+        board.rs485.line.mayReceive = nullptr;  // the machine runs too unevenly to be held to milliseconds
     }
 }
 
@@ -44,6 +45,10 @@ void FarEnds::catchUp(vboard::Time now) {
     while (hasEvents() && nextEvent() <= now) {
         machine_.clock.advance();
     }
+}
+
+bool FarEnds::isSending() const {
+    return hasEvents() && nextEvent() - machine_.clock.now() < 2 * vboard::SerialLine::otherEndCharacterTime;
 }
 
 std::string FarEnds::taskName(std::uint32_t process) {

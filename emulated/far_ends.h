@@ -19,6 +19,10 @@ class FarEnds {
 
     // Lets happen what is due by now, counted from the tool's start.
     void catchUp(vboard::Time now);
+
+    // A line of bytes is under way. It goes to the machine as a whole: the other programs of the host would
+    // else tear holes into it that no line has.
+    bool isSending() const;
     bool hasEvents() const { return machine_.clock.hasEvents(); }
     vboard::Time nextEvent() const { return machine_.clock.nextEvent(); }
     vboard::Clock& clock() { return machine_.clock; }

@@ -108,7 +108,7 @@ void planNetwork(const VirtualBoard& board, Plan& plan) {
         const std::string address = "52:54:00:00:00:0" + std::to_string(++number);
         const std::string id = "net" + std::to_string(number);
         plan.machine.insert(plan.machine.end(),
-                            {"-netdev", "hubport,hubid=" + std::to_string(number) + ",id=" + id, "-device",
+                            {"-netdev", "user,restrict=on,id=" + id, "-device",
                              std::string(interface.speed == 100 ? "rtl8139" : "e1000e") +
                                  ",romfile=,netdev=" + id + ",id=" + name + ",mac=" + address});
         if (!interface.link) {
