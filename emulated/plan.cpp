@@ -71,6 +71,8 @@ void planUsb(const VirtualBoard& board, const fs::path& folder, Plan& plan) {
         fast = false;
         plan.guest.push_back("disk " + name + " " + name + " " + std::to_string(disk.partitions));
     }
+    const vboard::FileSystemStatus& mnt = board.usb.mntFileSystem;
+    plan.guest.push_back("mountPoints " + std::to_string(mnt.blocks) + " " + std::to_string(mnt.freeBlocks));
     for (const std::string& name : board.usb.mountPoints) {
         plan.guest.push_back("mkdir /mnt/" + name);
     }
