@@ -11,6 +11,7 @@ armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-
 emulatorPackages="qemu-user"
 benchmarkPackages="libbenchmark-dev"
 tidyPackages="clang-tidy"
+emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
@@ -49,6 +50,11 @@ needBoardBuild() {
     [ "${install:-yes}" = yes ] || fail "the board's C library is missing; ./run --install-deps $1 fetches it"
     say "fetching musl-dev:$1 into build/musl/$1 (apt-get)"
     cmake/fetch_musl "$1" "build/musl/$1" || fail "cmake/fetch_musl $1"
+}
+
+# The machine of the emulated board, and what makes its file systems.
+needEmulatedBoard() {
+    needPackages $emulatedPackages
 }
 
 # Everything that a preset needs on this machine.
