@@ -198,6 +198,9 @@ TEST(StartUp, ClosedStandardDescriptorsAreOpenedBeforeAnythingElse) {
     }
     VirtualBoard board = VirtualBoard::healthy();
     vboard::ToolCommand command = vboard::defaultToolCommand();
+    if (!command.emulator.empty()) {
+        return;  // an emulator opens files of its own in their place
+    }
     command.emulator = {"/bin/sh", "-c", "exec \"$0\" \"$@\" >&- 2>&-"};
     command.arguments = {"-o", "2"};
     const auto run = board.run(command);

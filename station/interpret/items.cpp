@@ -36,7 +36,7 @@ constexpr bool inOrder() {
     }
     return true;
 }
-static_assert(inOrder());
+static_assert(inOrder(), "a row for each item, in the order of ItemIndex");
 
 }  // namespace
 

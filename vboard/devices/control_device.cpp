@@ -172,18 +172,21 @@ struct ControlDevice::Procedures {
         return nullptr;
     }
 
-    static constexpr bool everyRequestHasOne() {
-        for (const ControlRequest& request : controlRequests) {
-            if (find(request.code) == nullptr) {
-                return false;
+    template <typename Table>
+    static constexpr bool holds(const Table& table, unsigned code) {
+        for (const auto& row : table) {
+            if (row.code == code) {
+                return true;
             }
         }
-        return true;
+        return false;
     }
 
-    static constexpr bool everyOneHasARequest() {
-        for (const Row& row : rows) {
-            if (findControlRequest(row.code) == nullptr) {
+    // Whether each row of the one has its twin in the other.
+    template <typename Table, typename Other>
+    static constexpr bool isPartOf(const Table& table, const Other& other) {
+        for (const auto& row : table) {
+            if (!holds(other, row.code)) {
                 return false;
             }
         }
@@ -192,8 +195,10 @@ struct ControlDevice::Procedures {
 };
 
 Result ControlDevice::ioctl(const IoctlRequest& request) {
-    static_assert(Procedures::everyRequestHasOne(), "a request of the contract needs its procedure here");
-    static_assert(Procedures::everyOneHasARequest(), "a procedure needs its row in controlRequests");
+    static_assert(Procedures::isPartOf(controlRequests, Procedures::rows),
+                  "a request of the contract needs its procedure here");
+    static_assert(Procedures::isPartOf(Procedures::rows, controlRequests),
+                  "a procedure needs its row in controlRequests");
     const Procedures::Row* row = Procedures::find(request.code);
     if (row == nullptr) {
         return Result::refusal(ENOTTY);
