@@ -73,7 +73,7 @@ constexpr SystemCalls::Row SystemCalls::Row::rows[] = {
 
 constexpr bool SystemCalls::Row::inOrder() {
     for (std::size_t number = 0; number < wire::callCount; ++number) {
-        if (rows[number].call != static_cast<Call>(number) || rows[number].answer == nullptr) {
+        if (rows[number].call != static_cast<Call>(number)) {
             return false;
         }
     }
