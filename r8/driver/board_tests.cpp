@@ -1,6 +1,5 @@
 #include "r8/driver/board_tests.h"
 
-#include <stdio.h>
 #include <unistd.h>
 
 #include "r8/alarm/iop_test.h"
@@ -12,6 +11,7 @@
 #include "r8/driver/pm_update_run.h"
 #include "r8/net/nic.h"
 #include "r8/panel/front_board_test.h"
+#include "r8/print.h"
 #include "r8/rtc/rtc_test.h"
 #include "r8/serial/485testfork.h"
 #include "r8/storage/sata_test.h"
@@ -55,15 +55,15 @@ static_assert(sizeof boardTests / sizeof boardTests[0] == boardTestCount,
 }  // namespace
 
 void printUsage() {
-    puts("r8 ver1.02(2009-4-3)");
-    puts("this program will excute the follow test");
+    print("r8 ver1.02(2009-4-3)\n");
+    print("this program will excute the follow test\n");
     for (const BoardTest& test : boardTests) {
-        puts(test.usageRow);
+        print("%s\n", test.usageRow);
     }
-    puts("r8 -h or r8 --help for help information");
-    puts("If you want to do all the tests, please run r8 ");
-    puts("If you want to do only one test of them ,please run r8 -o  <No.> ");
-    puts("        eg. r8 -o 4   then only test 485 port");
+    print("r8 -h or r8 --help for help information\n");
+    print("If you want to do all the tests, please run r8 \n");
+    print("If you want to do only one test of them ,please run r8 -o  <No.> \n");
+    print("        eg. r8 -o 4   then only test 485 port\n");
 }
 
 void repeatBoardTest(int number, unsigned count) {
@@ -77,7 +77,7 @@ void repeatBoardTest(int number, unsigned count) {
     }
     for (unsigned done = 0; done < count; ++done) {
         if (count > 1) {
-            printf("\n第%d次测试\n", static_cast<int>(done + 1));
+            print("\n第%d次测试\n", static_cast<int>(done + 1));
         }
         if (test.applies == nullptr || test.applies()) {
             test.run();

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "r8/descriptor.h"
+#include "r8/print.h"
 
 // The board's kernel has 32-bit longs, and these are the numbers that it knows.
 static_assert(HDIO_DRIVE_CMD == 0x031F, "the board's kernel knows this number");
@@ -83,17 +84,17 @@ int blockDeviceBytes(int fd, uint64_t* size) {
 
 uint64_t deviceCapacity(const char* path) {
     if (path == nullptr) {
-        puts("invalid devName");
+        print("invalid devName\n");
         return unknownCapacity;
     }
     const Descriptor drive(open(path, O_RDONLY));
     if (drive.number() == -1) {
-        printf("Can not open %s \n", path);
+        print("Can not open %s \n", path);
         return unknownCapacity;
     }
     uint64_t size = unknownCapacity;
     if (blockDeviceBytes(drive.number(), &size) != 0) {
-        printf("Can not get %s size \n", path);
+        print("Can not get %s size \n", path);
     }
     return size;
 }
@@ -108,7 +109,7 @@ int ataIdentify(const char* path, uint8_t* buffer) {
     }
     const int result = sendIdentifyDevice(drive.number(), buffer);
     if (result < 0) {
-        printf("send IDENTIFY DEVICE command, return %d\n", result);
+        print("send IDENTIFY DEVICE command, return %d\n", result);
     }
     for (const AtaTextField& field : textFields) {
         swapCharacterPairs(buffer + field.offset, field.length);

@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mount.h>
@@ -12,6 +11,7 @@
 
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -24,15 +24,12 @@ constexpr mode_t mountPointMode = 0777;
 
 constexpr const char* mouseNodes[] = {"/dev/input/mouse0", "/dev/input/mouse1", "/dev/input/mouse2"};
 
-struct DiskName {
-    char text[nameBytes];
-};
-DiskName usbDiskNames[maxDisks];
+char usbDiskNames[maxDisks][nameBytes];
 
 DIR* openDirectory(const char* path) {
     DIR* directory = opendir(path);
     if (directory == nullptr) {
-        (void)fputs("can not open directory /proc\n", stderr);  // this text for every directory
+        printTo(STDERR_FILENO, "can not open directory /proc\n");  // this text for every directory
     }
     return directory;
 }
@@ -53,12 +50,12 @@ bool isDiskNode(const char* name) {
 // Stores a name at place count and returns the new count. Of a disk and its partitions, listed one after the
 // other in either order, one stays: a partition, which carries the file system, and the later one of two.
 int addDiskName(int count, const char* name) {
-    char* entry = usbDiskNames[count].text;
-    (void)snprintf(entry, nameBytes, "%.49s", name);
+    char* entry = usbDiskNames[count];
+    (void)formatText(entry, nameBytes, "%s", name);
     if (count == 0) {
         return 1;
     }
-    char* previous = usbDiskNames[count - 1].text;
+    char* previous = usbDiskNames[count - 1];
     if (strncmp(entry, previous, diskPrefixChars) != 0) {
         return count + 1;
     }
@@ -107,11 +104,11 @@ bool usb3Present() {
 void mountDisk(const char* device, const char* mountPoint) {
     char command[sizeof "mount -t vfat   \n" + 2 * (nameBytes + sizeof "/dev/")];
     if (mkdir(mountPoint, mountPointMode) != 0) {
-        (void)snprintf(command, sizeof command, "mkdir %s\n", mountPoint);
+        (void)formatText(command, sizeof command, "mkdir %s\n", mountPoint);
         (void)!system(command);  // fails when the mount point exists already, which is as good
     }
     if (mount(device, mountPoint, "vfat", 0, nullptr) != 0) {
-        (void)snprintf(command, sizeof command, "mount -t vfat %s  %s\n", device, mountPoint);
+        (void)formatText(command, sizeof command, "mount -t vfat %s  %s\n", device, mountPoint);
         (void)!system(command);  // the query tells
     }
 }
@@ -126,12 +123,11 @@ int32_t freeMebibytes(const struct statfs& fileSystem) {
     return static_cast<int32_t>(((freeBlocks - marginBlocks) >> 10) * blockBytes >> 10);
 }
 
-// By value: of a name in the table GCC takes it that its text may run on into the next one.
-void testDisk(DiskName name) {
+void testDisk(const char* name) {
     char device[sizeof "/dev/" + nameBytes];
     char mountPoint[sizeof "/mnt/" + nameBytes];
-    (void)snprintf(device, sizeof device, "/dev/%s", name.text);
-    (void)snprintf(mountPoint, sizeof mountPoint, "/mnt/%s", name.text);
+    (void)formatText(device, sizeof device, "/dev/%s", name);
+    (void)formatText(mountPoint, sizeof mountPoint, "/mnt/%s", name);
     mountDisk(device, mountPoint);
 
     struct statfs fileSystem = {};
