@@ -80,8 +80,8 @@ void showTime(const char* label, const tm* t) {
 }
 
 bool agree(tm clockTime, tm systemTime) {
-    const int64_t clockSeconds = mktime(&clockTime);  // as local times, both: the time zone cancels out
-    const int64_t systemSeconds = mktime(&systemTime);
+    const int64_t clockSeconds = timegm(&clockTime);  // both are UTC: no time zone comes between them
+    const int64_t systemSeconds = timegm(&systemTime);
     return systemSeconds <= clockSeconds + toleranceSeconds &&
            clockSeconds <= systemSeconds + toleranceSeconds;
 }
