@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "r8/descriptor.h"
+#include "r8/directory.h"
 #include "r8/print.h"
 
 namespace {
@@ -40,17 +41,17 @@ void killProcess(const char* processId) {
     (void)!system(command);  // an application that survives shows in the tests that follow
 }
 
-int scanProcesses(DIR* directory) {
-    while (const dirent* entry = readdir(directory)) {
-        if (!isProcessId(entry->d_name)) {
+int scanProcesses(Directory& directory) {
+    while (const char* name = directory.next()) {
+        if (!isProcessId(name)) {
             continue;
         }
-        const Process process = identify(entry->d_name);
+        const Process process = identify(name);
         if (process == Process::unreadable) {
             return -1;
         }
         if (process == Process::mainApplication) {
-            killProcess(entry->d_name);
+            killProcess(name);
             return 0;
         }
     }
@@ -60,13 +61,11 @@ int scanProcesses(DIR* directory) {
 }  // namespace
 
 int stopMainApplication() {
-    DIR* directory = opendir("/proc");
-    if (directory == nullptr) {
+    Directory directory("/proc");
+    if (!directory.isOpen()) {
         printTo(STDERR_FILENO, "can not open directory /proc\n");
         return -1;
     }
     (void)!chdir("/proc");  // every path in this tool is absolute
-    const int result = scanProcesses(directory);
-    (void)closedir(directory);
-    return result;
+    return scanProcesses(directory);
 }

@@ -1,6 +1,5 @@
 #include "r8/usb/usb_disk_test.h"
 
-#include <dirent.h>
 #include <stdint.h>
 #include <stdlib.h>
 #include <string.h>
@@ -9,6 +8,7 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include "r8/directory.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
 #include "r8/print.h"
@@ -26,12 +26,11 @@ constexpr const char* mouseNodes[] = {"/dev/input/mouse0", "/dev/input/mouse1", 
 
 char usbDiskNames[maxDisks][nameBytes];
 
-DIR* openDirectory(const char* path) {
-    DIR* directory = opendir(path);
-    if (directory == nullptr) {
+bool couldOpen(const Directory& directory) {
+    if (!directory.isOpen()) {
         printTo(STDERR_FILENO, "can not open directory /proc\n");  // this text for every directory
     }
-    return directory;
+    return directory.isOpen();
 }
 
 uint32_t countMice() {
@@ -68,16 +67,16 @@ int addDiskName(int count, const char* name) {
     return count;
 }
 
-int findDisks(DIR* directory) {
+int findDisks(Directory& directory) {
     memset(usbDiskNames, 0, sizeof usbDiskNames);
     int count = 0;
     while (count < maxDisks) {
-        const dirent* entry = readdir(directory);
-        if (entry == nullptr) {
+        const char* name = directory.next();
+        if (name == nullptr) {
             break;
         }
-        if (isDiskNode(entry->d_name)) {
-            count = addDiskName(count, entry->d_name);
+        if (isDiskNode(name)) {
+            count = addDiskName(count, name);
         }
     }
     return count;
@@ -85,19 +84,16 @@ int findDisks(DIR* directory) {
 
 // "4-1": a device on bus 4, the USB 3.0 one, at root port 1.
 bool usb3Present() {
-    DIR* directory = openDirectory("/sys/bus/usb/devices");
-    if (directory == nullptr) {
+    Directory directory("/sys/bus/usb/devices");
+    if (!couldOpen(directory)) {
         return false;
     }
-    bool present = false;
-    while (const dirent* entry = readdir(directory)) {
-        if (strncmp(entry->d_name, "4-1", 3) == 0) {
-            present = true;
-            break;
+    while (const char* name = directory.next()) {
+        if (strncmp(name, "4-1", 3) == 0) {
+            return true;
         }
     }
-    (void)closedir(directory);
-    return present;
+    return false;
 }
 
 // Whatever fails here shows in the query that follows: it describes the file system that holds "/mnt" then.
@@ -141,17 +137,24 @@ void testDisk(const char* name) {
     reportLine("%s 剩余空间 = %dM\n", device, static_cast<int>(freeMebibytes(fileSystem)));
 }
 
-}  // namespace
-
-int UsbPortTest() {
+// Counts the mice into the run's results; returns the number of disks, or -1 when "/dev" can't be read.
+int countDevices() {
     runResults.usbFoundCount = 0;
-    DIR* directory = openDirectory("/dev");
-    if (directory == nullptr) {
+    Directory directory("/dev");
+    if (!couldOpen(directory)) {
         return -1;
     }
     runResults.usbFoundCount = countMice();
-    const int diskCount = findDisks(directory);
-    (void)closedir(directory);
+    return findDisks(directory);
+}
+
+}  // namespace
+
+int UsbPortTest() {
+    const int diskCount = countDevices();
+    if (diskCount < 0) {
+        return -1;
+    }
     if (diskCount == 0) {
         reportLine("没有接usb\n");
         return -1;

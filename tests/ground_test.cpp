@@ -1,6 +1,5 @@
-// The tool's own formatter against the C library's, and what its writing promises.
-
-#include "r8/print.h"
+// What every module of the tool stands on: its formatter against the C library's, what its writing promises,
+// and reading directories.
 
 #include <errno.h>
 #include <fcntl.h>
@@ -12,8 +11,14 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <set>
 #include <string>
 #include <thread>
+
+#include "r8/directory.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -93,4 +98,28 @@ TEST(Print, SignalsAndASlowReaderLoseNothing) {
     (void)sigaction(SIGUSR1, &before, nullptr);
     (void)close(ends[0]);
     (void)close(ends[1]);
+}
+
+// More names than fit one buffer, and the longest ones.
+TEST(Directory, GivesEachNameOnceAndEnds) {
+    char pattern[] = "/tmp/r8-directory-XXXXXX";
+    const std::filesystem::path folder = mkdtemp(pattern);
+    std::multiset<std::string> expected = {".", ".."};
+    for (int i = 0; i < 60; ++i) {
+        expected.insert(std::string(static_cast<std::size_t>(1 + i * 4), static_cast<char>('A' + i % 26)));
+    }
+    for (const std::string& name : expected) {
+        std::ofstream(folder / name).flush();
+    }
+    Directory directory(folder.c_str());
+    EXPECT_TRUE(directory.isOpen());
+    std::multiset<std::string> found;
+    while (const char* name = directory.next()) {
+        found.insert(name);
+    }
+    EXPECT_EQ(found, expected);
+    EXPECT_EQ(directory.next(), nullptr);
+    EXPECT_FALSE(Directory((folder / "A").c_str()).isOpen());
+    EXPECT_EQ(Directory("/does/not/exist").next(), nullptr);
+    std::filesystem::remove_all(folder);
 }
