@@ -55,6 +55,9 @@ TEST(Rs485Loopback, ADamagedByteCondemnsItsChunk) {
             EXPECT_EQ(run.beeps(), 2);
         }
     }
+    VirtualBoard late = VirtualBoard::healthy();
+    late.rs485.line.waitingAtOpen = {0x55};  // all others arrive a place too far, the last one in the first
+    EXPECT_EQ(late.run({"-o", "4"}).console(), boardLine + incomplete(0, 1025));
 }
 
 // A line that goes on just fast enough for each single wait must not carry either side beyond its 5 s.
