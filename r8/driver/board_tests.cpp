@@ -3,7 +3,6 @@
 
 #include "r8/driver/board_tests.h"
 
-#include <stdio.h>
 #include <unistd.h>
 
 #include "r8/alarm/iop_test.h"
@@ -19,6 +18,7 @@
 #include "r8/driver/summary.h"
 #include "r8/net/nic.h"
 #include "r8/panel/front_board_test.h"
+#include "r8/print.h"
 #include "r8/rtc/rtc_test.h"
 #include "r8/serial/485testfork.h"
 #include "r8/serial/rs485_exchange.h"
@@ -59,6 +59,7 @@ constexpr BoardTest boardTests[] = {
     {"No.10: \t\t\tpmp test,Restart system\n", nullptr, nullptr, 0, portMultiplierRun},
     {"No.11 : \t\t\tNetwork moudel configure show", networkTest},
 };
+
 bool usbFailed() {
     return runResults.usbFoundCount != boardConfig.usbPortCount;
 }
@@ -89,15 +90,15 @@ void blankLine() {
 const int boardTestCount = sizeof boardTests / sizeof boardTests[0];
 
 void printUsage() {
-    puts("r8 ver1.02(2009-4-3)");
-    puts("this program will excute the follow test");
+    print("r8 ver1.02(2009-4-3)\n");
+    print("this program will excute the follow test\n");
     for (const BoardTest& test : boardTests) {
-        puts(test.usageRow);
+        print("%s\n", test.usageRow);
     }
-    puts("r8 -h or r8 --help for help information");
-    puts("If you want to do all the tests, please run r8 ");
-    puts("If you want to do only one test of them ,please run r8 -o  <No.> ");
-    puts("        eg. r8 -o 4   then only test 485 port");
+    print("r8 -h or r8 --help for help information\n");
+    print("If you want to do all the tests, please run r8 \n");
+    print("If you want to do only one test of them ,please run r8 -o  <No.> \n");
+    print("        eg. r8 -o 4   then only test 485 port\n");
 }
 
 void repeatBoardTest(int number, unsigned count) {
@@ -111,7 +112,7 @@ void repeatBoardTest(int number, unsigned count) {
     }
     for (unsigned done = 0; done < count; ++done) {
         if (count > 1) {
-            printf("\n第%d次测试\n", static_cast<int>(done + 1));
+            print("\n第%d次测试\n", static_cast<int>(done + 1));
         }
         if (test.applies == nullptr || test.applies()) {
             test.run();

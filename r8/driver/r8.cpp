@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <signal.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
@@ -18,6 +17,7 @@
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/standard_descriptors.h"
 #include "r8/panel/panel_link.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -31,11 +31,11 @@ constexpr unsigned modeSettleSeconds = 2;
 int prepareControlDevice() {
     const int fd = openControlDevice();
     if (fd == -1) {
-        puts("打开hwInfo设备出错!");
+        print("打开hwInfo设备出错!\n");
         return -1;
     }
     if (ioctl(fd, ZORIO_SET_WDT_TIMEOUT, startUpWatchdogTimeout) < 0) {
-        puts("初始化看门狗失败!");
+        print("初始化看门狗失败!\n");
         (void)close(fd);
         return -1;
     }
@@ -68,7 +68,7 @@ int singleTest(int argc, char** argv) {
 
 void endFullRun() {
     if (consoleMode != 0) {
-        puts("R8测试结束");
+        print("R8测试结束\n");
         return;
     }
     buzzerTest();
@@ -84,7 +84,7 @@ int fullRun() {
         return startUpFailure;
     }
     sleep(modeSettleSeconds);
-    puts("no kill vidapp");
+    print("no kill vidapp\n");
     startPanelHeartbeat();
     runSequence(controlFd);
     endFullRun();
@@ -105,13 +105,10 @@ bool openReportPipe() {
 
 int main(int argc, char** argv) {
     openStandardDescriptors();
-    // Unbuffered: the operator sees a line when it happens, a forked reader never repeats its parent's
-    // lines, and a signal loses nothing. A supervising process that goes away costs lines, not the run.
-    (void)setvbuf(stdout, nullptr, _IONBF, 0);
-    (void)signal(SIGPIPE, SIG_IGN);
+    (void)signal(SIGPIPE, SIG_IGN);  // a supervising process that goes away costs lines, not the run
 
     if (setuid(0) != 0) {
-        puts("切换到超级用户失败，可能会对R8的某些项测试有影响");
+        print("切换到超级用户失败，可能会对R8的某些项测试有影响\n");
     }
     (void)loadBoardConfig(0);  // without a board description the tool goes on with the start values
     if (argc > 1 && strcmp(argv[1], "netR8test") == 0 && !openReportPipe()) {

@@ -1,7 +1,6 @@
 #include "r8/driver/summary.h"
 
 #include <stdint.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -11,6 +10,7 @@
 #include "r8/descriptor.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -71,7 +71,7 @@ void formatPortList(uint32_t mask, char (&list)[portListBytes]) {
     list[0] = '\0';
     for (int port = 1; mask != 0; ++port, mask >>= 1) {
         if ((mask & 1) != 0) {
-            length += static_cast<size_t>(snprintf(list + length, sizeof list - length, "%d,", port));
+            length += formatText(list + length, sizeof list - length, "%d,", port);
         }
     }
     if (length != 0) {
