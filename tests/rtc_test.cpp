@@ -42,7 +42,10 @@ TEST(Rtc, AFailureIsNotForgottenByALaterComparisonOrRun) {
 TEST(Rtc, ThreePairsOfLinesASecondApart) {
     VirtualBoard board = VirtualBoard::healthy();
     board.clockChip.offset = -2s - 24h * 34;  // in another month; each comparison beeps
-    const auto run = board.run({"-o", "6"});
+    vboard::ToolCommand abroad = vboard::defaultToolCommand();
+    abroad.arguments = {"-o", "6"};
+    abroad.environment = {"TZ=CST-8"};  // both times are told as UTC
+    const auto run = board.run(abroad);
     EXPECT_THAT(run.console(), HasSubstr("时钟时间 2009-02-28 08:00:00\n系统时间 2009-04-03 08:00:02\n"
                                          "时钟时间 2009-02-28 08:00:01\n系统时间 2009-04-03 08:00:03\n"
                                          "时钟时间 2009-02-28 08:00:03\n系统时间 2009-04-03 08:00:05\n"));

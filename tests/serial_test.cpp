@@ -69,6 +69,9 @@ TEST(SerialPort, EveryFormatLeavesExactlyItsOwnFlags) {
         EXPECT_EQ(run.console(), "");
         EXPECT_EQ(run.requests("tcdrain").size(), 1U);
         EXPECT_EQ(run.requests("tcsetattr").size(), 4U);
+        for (const vboard::TraceEntry& change : run.requests("tcsetattr")) {
+            EXPECT_EQ(change.option, unsigned{TCSANOW});
+        }
     }
 }
 

@@ -2,7 +2,6 @@
 
 #include <signal.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -12,9 +11,9 @@
 #include "r8/board/buzzer_watchdog.h"
 #include "r8/board/control_device.h"
 #include "r8/descriptor.h"
-#include "r8/driver/report/interrupt_report.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -28,7 +27,7 @@ std::atomic<uint32_t> iopSuccessCount{0};  // read by the interrupt handler
 std::atomic<uint32_t> iopErrorCount{0};
 
 void iopInterruptHandler(int number) {
-    printCounts("success is %u, and error is %u\n", iopSuccessCount, iopErrorCount);
+    print("success is %u, and error is %u\n", iopSuccessCount.load(), iopErrorCount.load());
     (void)signal(number, SIG_DFL);
     (void)raise(number);
 }
@@ -55,7 +54,7 @@ int openAlarmLines() {
     (void)signal(SIGINT, iopInterruptHandler);
     const int fd = openControlDevice();
     if (fd == -1) {
-        puts("open /dev/iop failed");
+        print("open /dev/iop failed\n");
         return -1;
     }
     uint32_t start = 0;
@@ -148,7 +147,7 @@ int iopTest4() {
     uint16_t inputs = 0;
     driveOutputs(fd, 0, settleSeconds4);
     if (!readInputs(fd, &inputs)) {
-        puts("IOCTL ERROR");
+        print("IOCTL ERROR\n");
     }
     if ((inputs & firstFourInputs) != 0) {
         reportOffError(inputs & firstFourInputs);

@@ -1,12 +1,12 @@
 #include "r8/board/boardinfo.h"
 
-#include <stdio.h>
 #include <unistd.h>
 
 #include "r8/board/board_config.h"
 #include "r8/descriptor.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -88,7 +88,7 @@ void printDiskPortCount(int count) {
 int cpldInfoStep() {
     const Descriptor device(openControlDevice());
     if (device.number() == -1) {
-        puts("sysInit 1 Fatal");
+        print("sysInit 1 Fatal\n");
         runResults.cpldOk = 0;
         return -1;
     }

@@ -1,18 +1,18 @@
 #include "r8/board/boot_params.h"
 
-#include <stdio.h>
 #include <sys/ioctl.h>
 
 #include "r8/board/board_config.h"
 #include "r8/contract/control_requests.h"
 #include "r8/contract/little_endian.h"
+#include "r8/print.h"
 
 BootParams bootParams;
 
 int getBootParams(int fd) {
     BootParams answer = {};
     if (ioctl(fd, ZORIO_GET_BOOT_PARMS, &answer) == -1) {
-        puts("ioctl ZORIO_GET_BOOT_PARMS error");
+        print("ioctl ZORIO_GET_BOOT_PARMS error\n");
         return 0;
     }
     bootParams = answer;

@@ -1,11 +1,11 @@
 #include "r8/board/buzzer_watchdog.h"
 
 #include <stdint.h>
-#include <stdio.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "r8/board/control_device.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -25,7 +25,7 @@ void beep(int count) {
     }
     const int fd = openControlDevice();
     if (fd == -1) {
-        puts("open hwInfo error!");
+        print("open hwInfo error!\n");
         return;
     }
     for (int i = 0; i < count; ++i) {
@@ -42,10 +42,10 @@ void buzzerTest() {
 int watchdogTest() {
     const int fd = openControlDevice();
     if (fd == -1) {
-        puts("failed to open watchdog");
+        print("failed to open watchdog\n");
     }
     if (ioctl(fd, ZORIO_SET_WDT_TIMEOUT, restartTimeout) < 0) {
-        puts("set watchdog timeout failed");
+        print("set watchdog timeout failed\n");
     }
     (void)close(fd);
     return 0;

@@ -2,10 +2,11 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+
+#include "r8/print.h"
 
 namespace {
 
@@ -20,21 +21,19 @@ int openControlDevice() {
 
 int getCpldInfo(int fd, CpldInfo* record) {
     if (fd == -1 || record == nullptr) {
-        puts("arg error!!!");
+        print("arg error!!!\n");
         return -1;
     }
     memset(record, 0, sizeof *record);
     if (ioctl(fd, ZORIO_GET_CPLD_INFO, record) == 0) {
         return 0;
     }
-    const int error = errno;
-    printf("ioctl get cpld error, errno=%d.\n", error);
-    errno = error;
+    print("ioctl get cpld error, errno=%d.\n", errno);
     return -1;
 }
 
 int resetPortMultiplier(unsigned long group) {
-    puts("update the firmware success, now reset the jmb321!\r");
+    print("update the firmware success, now reset the jmb321!\r\n");
     const int fd = openControlDevice();
     (void)ioctl(fd, ZORIO_RESET_PM, group);  // the chip's verdict stands already, whatever the reset does
     (void)close(fd);

@@ -1,10 +1,10 @@
 #include "r8/driver/command_line.h"
 
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
 #include "r8/driver/board_tests.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -15,13 +15,13 @@ bool isDigit(char character) {
 // The test number: one or two digits, what follows them is not looked at. -1 with a message when malformed.
 int parseTestNumber(const char* text) {
     if (strlen(text) > 2) {
-        printf("请选择测试序号(1~%d)\n", boardTestCount);
+        print("请选择测试序号(1~%d)\n", boardTestCount);
     }
     if (text[0] == '\0') {
         return 0;
     }
     if (!isDigit(text[0]) || (text[1] != '\0' && !isDigit(text[1]))) {
-        printf("请选择测试序号(1~%d)\n", boardTestCount);
+        print("请选择测试序号(1~%d)\n", boardTestCount);
         return -1;
     }
     const int first = text[0] - '0';
@@ -32,7 +32,7 @@ int parseTestNumber(const char* text) {
 
 bool parseSingleTest(int argc, const char* const* argv, SingleTest* test) {
     if (strcmp(argv[1], "-o") != 0 && strcmp(argv[1], "-O") != 0) {
-        puts("参数非法");
+        print("参数非法\n");
         return false;
     }
     test->number = parseTestNumber(argv[2]);
@@ -40,7 +40,7 @@ bool parseSingleTest(int argc, const char* const* argv, SingleTest* test) {
         return false;
     }
     if (test->number < 1 || test->number > boardTestCount) {
-        printf("请输入正确的测试序号.(1~%d)", boardTestCount);
+        print("请输入正确的测试序号.(1~%d)", boardTestCount);
         return false;
     }
     test->count = argc > 3 ? static_cast<unsigned>(atoi(argv[3])) : 1;

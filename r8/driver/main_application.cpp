@@ -2,12 +2,13 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
 #include "r8/descriptor.h"
+#include "r8/directory.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -22,10 +23,10 @@ enum class Process { mainApplication, other, unreadable };
 
 Process identify(const char* processId) {
     char path[nameBytes + sizeof "/proc//cmdline"];
-    (void)snprintf(path, sizeof path, "/proc/%s/cmdline", processId);
+    (void)formatText(path, sizeof path, "/proc/%s/cmdline", processId);
     const Descriptor file(open(path, O_RDONLY));
     if (file.number() == -1) {
-        printf("can not open %s \n", path);
+        print("can not open %s \n", path);
         return Process::unreadable;
     }
     char firstArgument[commandLineProbeBytes + 1] = {};
@@ -36,21 +37,21 @@ Process identify(const char* processId) {
 
 void killProcess(const char* processId) {
     char command[nameBytes + sizeof "kill -9 \n"];
-    (void)snprintf(command, sizeof command, "kill -9 %s\n", processId);
+    (void)formatText(command, sizeof command, "kill -9 %s\n", processId);
     (void)!system(command);  // an application that survives shows in the tests that follow
 }
 
-int scanProcesses(DIR* directory) {
-    while (const dirent* entry = readdir(directory)) {
-        if (!isProcessId(entry->d_name)) {
+int scanProcesses(Directory& directory) {
+    while (const char* name = directory.next()) {
+        if (!isProcessId(name)) {
             continue;
         }
-        const Process process = identify(entry->d_name);
+        const Process process = identify(name);
         if (process == Process::unreadable) {
             return -1;
         }
         if (process == Process::mainApplication) {
-            killProcess(entry->d_name);
+            killProcess(name);
             return 0;
         }
     }
@@ -60,13 +61,11 @@ int scanProcesses(DIR* directory) {
 }  // namespace
 
 int stopMainApplication() {
-    DIR* directory = opendir("/proc");
-    if (directory == nullptr) {
-        (void)fputs("can not open directory /proc\n", stderr);
+    Directory directory("/proc");
+    if (!directory.isOpen()) {
+        printTo(STDERR_FILENO, "can not open directory /proc\n");
         return -1;
     }
     (void)!chdir("/proc");  // every path in this tool is absolute
-    const int result = scanProcesses(directory);
-    (void)closedir(directory);
-    return result;
+    return scanProcesses(directory);
 }

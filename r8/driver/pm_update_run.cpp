@@ -1,12 +1,12 @@
 #include "r8/driver/pm_update_run.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include "r8/board/board_config.h"
 #include "r8/board/control_device.h"
 #include "r8/pmfw/pm_firmware.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -45,12 +45,12 @@ const char* verdictText(const Chip& chip) {
 // its place.
 int openDisk(char letter) {
     char node[sizeof "/dev/sdX"];
-    (void)snprintf(node, sizeof node, "/dev/sd%c", letter);
+    (void)formatText(node, sizeof node, "/dev/sd%c", letter);
     return open(node, O_RDONLY);
 }
 
 void updateChip(int diskFd, char letter, Chip& chip) {
-    printf("open /dev/sd%c success!\n", letter);
+    print("open /dev/sd%c success!\n", letter);
     if (pmpfwupdate(diskFd) != 0) {
         chip.verdict = Verdict::failed;
         return;
@@ -69,7 +69,7 @@ void updateFivePorts(Chips& chips) {
     for (char letter = 'a'; letter <= 'e'; ++letter) {
         const int diskFd = openDisk(letter);
         if (diskFd <= 0) {
-            printf("open /dev/sd%c fail!\n", letter);
+            print("open /dev/sd%c fail!\n", letter);
             continue;
         }
         updateChip(diskFd, letter, chips[0]);
@@ -91,7 +91,7 @@ void updateByDisk(const int (&chipOfDisk)[diskCount], Chips& chips, void (*after
         }
         const int chip = chipOfDisk[disk];
         if (chips[chip].verdict == Verdict::notTested) {
-            puts(chipAnnouncements[chip]);
+            print("%s\n", chipAnnouncements[chip]);
             updateChip(diskFd, letter, chips[chip]);
             afterUpdate(chips, chip);
         }
@@ -113,14 +113,14 @@ void updateSixteenPorts(Chips& chips) {
 }
 
 void printVerdicts(const Chips& chips, int chipCount) {
-    puts("测试结果如下");
-    printf("Chip1 %s\n", verdictText(chips[0]));
+    print("测试结果如下\n");
+    print("Chip1 %s\n", verdictText(chips[0]));
     if (chipCount > 1) {
-        printf("Chip2 %s\n", verdictText(chips[1]));
+        print("Chip2 %s\n", verdictText(chips[1]));
     }
     if (chipCount > 2) {
-        printf("Chip3 %s\n", verdictText(chips[2]));
-        printf("Chip4 %s\n", verdictText(chips[3]));
+        print("Chip3 %s\n", verdictText(chips[2]));
+        print("Chip4 %s\n", verdictText(chips[3]));
     }
 }
 
@@ -140,7 +140,7 @@ void updateBoard(int diskPorts) {
             printVerdicts(chips, 4);
             break;
         default:
-            printf("硬盘个数为%d,请检查CPLD是否正确烧写\n", diskPorts);
+            print("硬盘个数为%d,请检查CPLD是否正确烧写\n", diskPorts);
     }
 }
 
@@ -149,10 +149,10 @@ void updateBoard(int diskPorts) {
 void portMultiplierRun(unsigned count) {
     for (unsigned done = 0; done < count; ++done) {
         if (count > 1) {
-            printf("\n第%d次测试\n", static_cast<int>(done + 1));
+            print("\n第%d次测试\n", static_cast<int>(done + 1));
         }
         const int diskPorts = boardConfig.diskPortCount;
-        printf("sata_port_num = %d \n", diskPorts);
+        print("sata_port_num = %d \n", diskPorts);
         updateBoard(diskPorts);
     }
 }

@@ -1,11 +1,11 @@
 #include "r8/net/nic.h"
 
+#include <errno.h>
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <stddef.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
@@ -15,6 +15,7 @@
 #include "r8/board/boot_params.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -119,7 +120,7 @@ int r8_net_test() {
     }
     const int sock = socket(AF_INET, SOCK_DGRAM, 0);
     if (sock == -1) {
-        perror("creat socket error\n");
+        printTo(STDERR_FILENO, "creat socket error\n: %s\n", strerror(errno));
         return -1;
     }
     for (int card = 1; card <= card_count; ++card) {
@@ -127,21 +128,21 @@ int r8_net_test() {
     }
     (void)close(sock);
     if (r8_net_print_mac(card_count) != 0) {
-        puts("网卡mac地址打印失败");
+        print("网卡mac地址打印失败\n");
     }
     return 0;
 }
 
 int r8_net_print_mac(int iNetCardNum) {
     if (iNetCardNum > max_cards) {
-        printf("iNetCardNum is too big, iNetCardNum[%d]\n", iNetCardNum);
+        print("iNetCardNum is too big, iNetCardNum[%d]\n", iNetCardNum);
         return -1;
     }
     const uint8_t* mac = bootParams.bytes + bootParamsMacOffset;
     for (int card = 1; card <= iNetCardNum; ++card, mac += macAddressBytes) {
-        printf("网卡%d mac地址:", card);
-        printf("%02x:%02x:%02x:%02x:%02x:%02x\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
+        print("网卡%d mac地址:", card);
+        print("%02x:%02x:%02x:%02x:%02x:%02x\n", mac[0], mac[1], mac[2], mac[3], mac[4], mac[5]);
     }
-    putchar('\n');
+    print("\n");
     return 0;
 }

@@ -1,11 +1,11 @@
 #include "r8/panel/front_board_test.h"
 
 #include <stdint.h>
-#include <stdio.h>
 
 #include "r8/contract/panel_frames.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/panel/panel_link.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -22,7 +22,7 @@ constexpr int downPressed = keyEvent(downKey);
 
 void checkPanel() {
     if (StartPanelHbThread() != 0) {
-        puts("创建面板心跳守护进程失败 !");
+        print("创建面板心跳守护进程失败 !\n");
         return;
     }
     if (QueryPanel() == 0) {
@@ -43,7 +43,7 @@ void checkPanel() {
 void FrontPanelTest() {
     panelFd = OpenPanelPort();
     if (panelFd == -1) {
-        puts("pannel init failed !");
+        print("pannel init failed !\n");
         return;
     }
     checkPanel();

@@ -2,10 +2,10 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <stdio.h>
 #include <termios.h>
 #include <unistd.h>
 
+#include "r8/print.h"
 #include "r8/serial/deadline.h"
 #include "r8/serial/serial_port.h"
 
@@ -207,7 +207,7 @@ void SetAllPanelLamps(int fd, int mode) {
 
 int StartPanelHbThread() {
     if (pthread_create(&panelHbThreadId, nullptr, PanelHbThread, nullptr) != 0) {
-        puts("can not creat HB thread");
+        print("can not creat HB thread\n");
         return -1;
     }
     return 0;

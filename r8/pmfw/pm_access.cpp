@@ -1,10 +1,10 @@
 #include "r8/pmfw/pm_access.h"
 
 #include <errno.h>
-#include <stdio.h>
 #include <sys/ioctl.h>
 
 #include "r8/contract/little_endian.h"
+#include "r8/print.h"
 
 PmState pmState;
 
@@ -27,7 +27,7 @@ int spiTransfer(const char* name, uint16_t ctrlWord) {
     pmState.ctrlWord = ctrlWord;
     const int result = pmprw(PmAccessMode::spiTransfer);
     if (result < 0) {
-        printf("ERR : %s, spi JMB39X fail (%d)\n", name, errno);
+        print("ERR : %s, spi JMB39X fail (%d)\n", name, errno);
     }
     return result;
 }
@@ -39,7 +39,7 @@ int waitFlashIdle() {
 }  // namespace
 
 int failWith(const char* message, int result) {
-    puts(message);
+    print("%s\n", message);
     return result;
 }
 
@@ -50,9 +50,7 @@ int pmprw(PmAccessMode mode) {
     pmState.dataWord = littleEndian32(record + pmRecord::data);
     pmState.addrWord = littleEndian32(record + pmRecord::address);
     if (result < 0) {
-        const int error = errno;
-        printf("ERR : pmprw, ioctl fail (%d)\n", error);
-        errno = error;  // the next level prints it too
+        print("ERR : pmprw, ioctl fail (%d)\n", errno);  // the next level prints it too
     }
     return result;
 }
@@ -102,7 +100,7 @@ int waitflashrdy(int limit) {
             return result;
         }
     }
-    printf("ERR : waitflashrdy, timeout (%d)", limit);
+    print("ERR : waitflashrdy, timeout (%d)", limit);
     return -1;
 }
 
@@ -111,7 +109,7 @@ int readflash(uint32_t address, uint32_t* words, uint32_t count) {
     for (uint32_t k = 0; k < count; ++k, address += flashWordBytes) {
         result = spiREAD(address);
         if (result < 0) {
-            printf("ERR : readflash, spiREAD fail (%08Xh)\n", address);
+            print("ERR : readflash, spiREAD fail (%08Xh)\n", address);
             return result;
         }
         words[k] = pmState.dataWord;
@@ -124,17 +122,17 @@ int writeflash(uint32_t address, const uint32_t* words, uint32_t count) {
     for (uint32_t k = 0; k < count; ++k, address += flashWordBytes) {
         result = spiWREN();
         if (result < 0) {
-            printf("ERR : writeflash, spiWREN fail (%08Xh)\n", address);
+            print("ERR : writeflash, spiWREN fail (%08Xh)\n", address);
             return result;
         }
         result = spiPP(address, words[k]);
         if (result < 0) {
-            printf("ERR : writeflash, spiPP fail (%08Xh)\n", address);
+            print("ERR : writeflash, spiPP fail (%08Xh)\n", address);
             return result;
         }
         result = waitflashrdy(programPollLimit);
         if (result < 0) {
-            printf("ERR : writeflash, waitflashrdy(1000) fail2 (%08Xh)\n", address);
+            print("ERR : writeflash, waitflashrdy(1000) fail2 (%08Xh)\n", address);
             return result;
         }
     }

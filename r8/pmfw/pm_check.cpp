@@ -1,13 +1,13 @@
 #include "r8/pmfw/pm_check.h"
 
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include "r8/contract/little_endian.h"
 #include "r8/pmfw/pm_access.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -31,7 +31,7 @@ uint32_t readImageLength() {
 int readHeader(uint8_t (&header)[headerReadBytes]) {
     const ssize_t length = pread(pmState.imageFd, header, sizeof header, 0);
     if (length < 0) {
-        printf("ERR : chkbinfile, read binfile fail (%d)\n", errno);
+        print("ERR : chkbinfile, read binfile fail (%d)\n", errno);
         return -1;
     }
     if (length < headerBytes) {
@@ -43,21 +43,21 @@ int readHeader(uint8_t (&header)[headerReadBytes]) {
 int checkImageId(const uint8_t* header) {
     if (header[0] != imageHeader::id0 || header[1] != imageHeader::id1 ||
         header[imageHeader::chipId] != pmChipId) {
-        printf("ERR : chkbinfile, binfile ID error (%02Xh %02X%02Xh)\n", header[3], header[1], header[0]);
+        print("ERR : chkbinfile, binfile ID error (%02Xh %02X%02Xh)\n", header[3], header[1], header[0]);
         return -1;
     }
-    printf("INFO: Binfile ID = %02Xh %02X%02Xh\n", header[3], header[1], header[0]);
+    print("INFO: Binfile ID = %02Xh %02X%02Xh\n", header[3], header[1], header[0]);
     return 0;
 }
 
 void compareRevision(uint8_t revision) {
     if (revision == pmState.revisionId) {
-        printf("INFO: Revision ID = %02Xh\n", revision);
+        print("INFO: Revision ID = %02Xh\n", revision);
         return;
     }
-    printf("WRN : chkbinfile, revision ID is mismatch (JMB39X = %02Xh, binfile = %02Xh)\n",
-           pmState.revisionId, revision);
-    printf("      continue!");
+    print("WRN : chkbinfile, revision ID is mismatch (JMB39X = %02Xh, binfile = %02Xh)\n", pmState.revisionId,
+          revision);
+    print("      continue!");
 }
 
 // Negative on failure, else the value of the last register read.
@@ -73,11 +73,11 @@ int checkBonding(uint8_t imageBonding) {
     }
     const auto bonding = static_cast<uint8_t>(high * 4 | registerByte());
     if (bonding != imageBonding) {
-        printf("ERR : chkbinfile, bonding is mismatch (JMB39X = %02Xh, binfile = %02Xh)\n", bonding,
-               imageBonding);
+        print("ERR : chkbinfile, bonding is mismatch (JMB39X = %02Xh, binfile = %02Xh)\n", bonding,
+              imageBonding);
         return -1;
     }
-    printf("INFO: Bonding = %02Xh\n", bonding);
+    print("INFO: Bonding = %02Xh\n", bonding);
     return result;
 }
 
@@ -85,11 +85,11 @@ int checkLength(const uint8_t* header) {
     const uint32_t expected = uint32_t{littleEndian16(header + imageHeader::lengthPartA)} +
                               littleEndian16(header + imageHeader::lengthPartB);
     if (expected != pmState.imageLength) {
-        printf("ERR : Binfine length is mismatch (exp: %d, act: %d)\n", static_cast<int>(expected),
-               static_cast<int>(pmState.imageLength));
+        print("ERR : Binfine length is mismatch (exp: %d, act: %d)\n", static_cast<int>(expected),
+              static_cast<int>(pmState.imageLength));
         return -1;
     }
-    printf("INFO: Binfile length = %d bytes\n", static_cast<int>(expected));
+    print("INFO: Binfile length = %d bytes\n", static_cast<int>(expected));
     return 0;
 }
 
@@ -110,11 +110,11 @@ int probeFlash() {
         return failWith("ERR : chkflashsts, readflash fail", result);
     }
     if (memcmp(words, flashProbePattern, sizeof words) != 0) {
-        printf("ERR : chkflashsts, chk0 fail, (%08X %08X %08X %08X)\n", words[0], words[1], words[2],
-               words[3]);
+        print("ERR : chkflashsts, chk0 fail, (%08X %08X %08X %08X)\n", words[0], words[1], words[2],
+              words[3]);
         return -1;
     }
-    puts("INFO: Flash is found by chk0");
+    print("INFO: Flash is found by chk0\n");
     return 0;
 }
 
@@ -126,24 +126,24 @@ int chk39xdev() {
         return failWith("ERR : chk39xdev, read JMB39X fail1", result);
     }
     if (registerByte() != pmPresence1 && registerByte() != pmPresence2) {
-        printf("ERR : JMB39X device doesn't exist (%08Xh)\n", pmState.dataWord);
+        print("ERR : JMB39X device doesn't exist (%08Xh)\n", pmState.dataWord);
         return -1;
     }
-    puts("INFO: JMB39X device exist");
+    print("INFO: JMB39X device exist\n");
     result = read39xByte(pmRegister::revision);
     if (result < 0) {
         return failWith("ERR : chk39xdev, read JMB39X fail2", result);
     }
     pmState.revisionId = registerByte();
-    printf("INFO: JMB39X CHIP ID = %02Xh, Revision ID = %02Xh\n", pmChipId, pmState.revisionId);
+    print("INFO: JMB39X CHIP ID = %02Xh, Revision ID = %02Xh\n", pmChipId, pmState.revisionId);
     return result;
 }
 
 int chkbinfile() {
     pmState.imageLength = readImageLength();
     if (pmState.imageLength % flashWordBytes != 0) {
-        printf("ERR : chkbinfile, length of binfile isn't alignment (%d)\n",
-               static_cast<int>(pmState.imageLength));
+        print("ERR : chkbinfile, length of binfile isn't alignment (%d)\n",
+              static_cast<int>(pmState.imageLength));
         return -1;
     }
     uint8_t header[headerReadBytes] = {};
@@ -165,9 +165,9 @@ int chkflashsts() {
     }
     const uint8_t identification[] = {imageHeader::id0, imageHeader::id1, pmState.revisionId, pmChipId};
     if (pmState.dataWord == littleEndian32(identification)) {
-        puts("INFO: Flash is found by chk1");
+        print("INFO: Flash is found by chk1\n");
         return 1;
     }
-    printf("WRN : chkflashsts, chk1 fail, try chk0 (%08X)\n", pmState.dataWord);
+    print("WRN : chkflashsts, chk1 fail, try chk0 (%08X)\n", pmState.dataWord);
     return probeFlash();
 }

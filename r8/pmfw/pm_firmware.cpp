@@ -1,12 +1,12 @@
 #include "r8/pmfw/pm_firmware.h"
 
 #include <fcntl.h>
-#include <stdio.h>
 #include <unistd.h>
 
 #include "r8/pmfw/pm_access.h"
 #include "r8/pmfw/pm_check.h"
 #include "r8/pmfw/pm_flash.h"
+#include "r8/print.h"
 
 uint32_t pmFlashUpdated = 0;
 
@@ -27,7 +27,7 @@ int verifyThenUpload() {
         return failWith("ERR : main, verifycode fail", result);
     }
     if (result == 1) {
-        printf("INFO: Flash #%d is the same as binary file\n", pmState.flashIndex + 1);
+        print("INFO: Flash #%d is the same as binary file\n", pmState.flashIndex + 1);
         return result;
     }
     return upload();
@@ -63,12 +63,12 @@ int pmpfwupdate(int driveFd) {
         return failWith("ERR : open config binfile fail", -1);
     }
     if (driveFd < 0) {
-        puts("ERR:the sata fd is error");  // the first request reports it once more, and ends the update
+        print("ERR:the sata fd is error\n");  // the first request reports it once more, and ends the update
     }
     pmState.driveFd = driveFd;
     const int result = updateFlash();
     (void)close(pmState.imageFd);
     pmState.imageFd = -1;
-    puts("INFO: Finish");
+    print("INFO: Finish\n");
     return result < 0 ? -1 : 0;
 }

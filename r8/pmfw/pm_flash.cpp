@@ -1,13 +1,13 @@
 #include "r8/pmfw/pm_flash.h"
 
 #include <stdint.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/types.h>
 #include <unistd.h>
 
 #include "r8/contract/little_endian.h"
 #include "r8/pmfw/pm_access.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -19,7 +19,7 @@ void rewindImage() {
 }
 
 void showProgress() {
-    (void)putchar('.');
+    print(".");
 }
 
 // Moves address past the words that are equal. 1: all of them; 0: one differs; -1: a read failed.
@@ -28,12 +28,12 @@ int verifyBlock(const uint8_t* block, ssize_t length, uint32_t& address) {
         const uint8_t* bytes = block + j;
         uint32_t word = 0;
         if (readflash(address, &word, 1) < 0) {
-            printf("ERR : verifycode, readflash fail (%08Xh)\n", address);
+            print("ERR : verifycode, readflash fail (%08Xh)\n", address);
             return -1;
         }
         if (word != littleEndian32(bytes)) {
-            printf("WRN : verifycode, verify fail (%08Xh) (JMB39X = %08Xh, binfile = %02X%02X%02X%02Xh)\n",
-                   address, word, bytes[3], bytes[2], bytes[1], bytes[0]);
+            print("WRN : verifycode, verify fail (%08Xh) (JMB39X = %08Xh, binfile = %02X%02X%02X%02Xh)\n",
+                  address, word, bytes[3], bytes[2], bytes[1], bytes[0]);
             return 0;
         }
     }
@@ -47,9 +47,9 @@ int verifyBlocks(uint32_t& address) {
         memset(block, erasedByte, sizeof block);  // what an image's last word may lack
         const ssize_t length = read(pmState.imageFd, block, sizeof block);
         if (length <= 0) {
-            (void)putchar('\n');
+            print("\n");
             if (length < 0) {
-                printf("ERR : verifycode, read binfile fail (%08Xh)\n", address);
+                print("ERR : verifycode, read binfile fail (%08Xh)\n", address);
                 return -1;
             }
             return 0;
@@ -69,7 +69,7 @@ int programBlock(const uint8_t* block, ssize_t length, uint32_t& address) {
         const uint32_t word = littleEndian32(block + j);
         result = writeflash(address, &word, 1);
         if (result < 0) {
-            printf("ERR : uploadcode, writeflash fail (%08Xh)\n", address);
+            print("ERR : uploadcode, writeflash fail (%08Xh)\n", address);
             return -1;
         }
     }
@@ -84,9 +84,9 @@ int programBlocks(uint32_t& address) {
     while (true) {
         const ssize_t length = read(pmState.imageFd, block, sizeof block);
         if (length <= 0) {
-            (void)putchar('\n');
+            print("\n");
             if (length < 0) {
-                printf("ERR : uploadcode, read binfile fail (%08Xh)\n", address);
+                print("ERR : uploadcode, read binfile fail (%08Xh)\n", address);
                 return -1;
             }
             return result;
@@ -103,15 +103,15 @@ int programBlocks(uint32_t& address) {
 
 int verifycode() {
     rewindImage();
-    printf("INFO: Verify flash #%d\n", pmState.flashIndex + 1);
+    print("INFO: Verify flash #%d\n", pmState.flashIndex + 1);
     uint32_t address = 0;
     const int result = verifyBlocks(address);
-    printf("INFO: Total verify size = %d\n", static_cast<int>(address));
+    print("INFO: Total verify size = %d\n", static_cast<int>(address));
     if (address == pmState.imageLength) {
-        puts("INFO: Verify complete");
+        print("INFO: Verify complete\n");
         return 1;
     }
-    puts("WRN : verifycode, verify not complete");
+    print("WRN : verifycode, verify not complete\n");
     return result;
 }
 
@@ -125,13 +125,13 @@ int uploadcode() {
         return result;
     }
     rewindImage();
-    printf("INFO: Upload flash #%d\n", pmState.flashIndex + 1);
+    print("INFO: Upload flash #%d\n", pmState.flashIndex + 1);
     uint32_t address = 0;
     result = programBlocks(address);
-    printf("INFO: Total upload size = %d\n", static_cast<int>(address));
+    print("INFO: Total upload size = %d\n", static_cast<int>(address));
     if (address != pmState.imageLength) {
         return failWith("ERR : uploadcode, upload not complete", -1);
     }
-    puts("INFO: Upload complete");
+    print("INFO: Upload complete\n");
     return result;
 }

@@ -4,7 +4,6 @@
 #include <linux/rtc.h>
 #include <signal.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <sys/ioctl.h>
 #include <time.h>
 #include <unistd.h>
@@ -12,9 +11,9 @@
 #include <atomic>
 
 #include "r8/board/buzzer_watchdog.h"
-#include "r8/driver/report/interrupt_report.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -30,7 +29,7 @@ std::atomic<uint32_t> readsFailed{0};
 
 // The raised signal waits until the handler returns and ends the process then.
 void RtcInterruptHandler(int number) {
-    printCounts("read rtc successfully %u times : failed %u times\n", readsWorked, readsFailed);
+    print("read rtc successfully %u times : failed %u times\n", readsWorked.load(), readsFailed.load());
     (void)raise(number);
     (void)signal(number, SIG_DFL);
 }
@@ -75,14 +74,14 @@ void EmitDateLine(const tm* t) {
 // The label and the date share a line on the console; the supervising process gets the dates only.
 void showTime(const char* label, const tm* t) {
     if (consoleMode != 0) {
-        (void)fputs(label, stdout);
+        print("%s", label);
     }
     EmitDateLine(t);
 }
 
 bool agree(tm clockTime, tm systemTime) {
-    const int64_t clockSeconds = mktime(&clockTime);  // as local times, both: the time zone cancels out
-    const int64_t systemSeconds = mktime(&systemTime);
+    const int64_t clockSeconds = timegm(&clockTime);  // both are UTC: no time zone comes between them
+    const int64_t systemSeconds = timegm(&systemTime);
     return systemSeconds <= clockSeconds + toleranceSeconds &&
            clockSeconds <= systemSeconds + toleranceSeconds;
 }

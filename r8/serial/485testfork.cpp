@@ -1,10 +1,10 @@
 #include "r8/serial/485testfork.h"
 
+#include <errno.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stddef.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
@@ -14,6 +14,7 @@
 #include "r8/board/buzzer_watchdog.h"
 #include "r8/board/control_device.h"
 #include "r8/driver/report/report_channel.h"
+#include "r8/print.h"
 #include "r8/serial/deadline.h"
 #include "r8/serial/serial_port.h"
 
@@ -48,11 +49,11 @@ int configurePort(int fd) {
 int openPort() {
     const int fd = open("/dev/ttyS1", O_RDWR | O_NOCTTY | O_NONBLOCK);
     if (fd == -1) {
-        puts("open /dev/ttyS1 failed");
+        print("open /dev/ttyS1 failed\n");
         exit(testFailure);
     }
     if (configurePort(fd) == -1) {
-        printf("tcsetattr failed");
+        print("tcsetattr failed");
         exit(testFailure);
     }
     return fd;
@@ -69,7 +70,7 @@ void enableTransceiver() {
 
 void onInterrupt(void (*handler)(int)) {
     if (signal(SIGINT, handler) == SIG_ERR) {
-        printf("signal failed");
+        print("signal failed");
         exit(testFailure);
     }
 }
@@ -89,11 +90,11 @@ void writeBlock(int fd) {
     while (offset < blockBytes) {
         const int ready = waitWritable(fd, budget);
         if (ready < 0) {
-            perror("select()");
+            printTo(STDERR_FILENO, "select(): %s\n", strerror(errno));
         }
         const bool sent = ready > 0 && sendRest(fd, &offset);
         if (ready == 0 || (!sent && hasPassed(budget))) {  // a port that only fails must end too
-            puts("no more data can write in 5 seconds,exit ");
+            print("no more data can write in 5 seconds,exit \n");
             return;
         }
     }
@@ -125,7 +126,7 @@ bool readBlock(int fd) {
     while (Rs485LoopCounters.matchedBytes < blockBytes) {
         const int ready = waitReadable(fd, budget);
         if (ready < 0) {
-            perror("read select()");
+            printTo(STDERR_FILENO, "read select(): %s\n", strerror(errno));
         }
         const bool received = ready > 0 && receiveChunk(fd, &offset);
         if (ready == 0 || (!received && hasPassed(budget))) {
@@ -161,7 +162,7 @@ int Rs485LoopbackTest() {
         runReader(fd);
     }
     if (reader == -1) {
-        perror("fork");  // without a reader the block still goes out
+        printTo(STDERR_FILENO, "fork: %s\n", strerror(errno));  // without a reader the block still goes out
     }
     writeBlock(fd);
     return 0;

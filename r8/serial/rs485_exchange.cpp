@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <stddef.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/select.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include "r8/contract/rs485_frames.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 #include "r8/serial/rs485_reply.h"
 #include "r8/serial/rs485_transceiver.h"
 #include "r8/serial/serial_port.h"
@@ -43,16 +43,16 @@ Attempt waitForReply(int fd) {
     timeout.tv_sec = replyTimeoutSeconds;
     const int ready = select(fd + 1, &readable, nullptr, nullptr, &timeout);
     if (ready < 0) {
-        printf("select RS485[%s]", strerror(errno));
+        print("select RS485[%s]", strerror(errno));
         return Attempt::failed;
     }
     if (ready == 0) {
-        printf("read select timeout[%s]", strerror(errno));
+        print("read select timeout[%s]", strerror(errno));
         sleep(1);
         return Attempt::again;
     }
     if (!FD_ISSET(fd, &readable)) {
-        printf("fd not set[%s]", strerror(errno));
+        print("fd not set[%s]", strerror(errno));
         sleep(1);
         return Attempt::failed;
     }
@@ -78,7 +78,7 @@ Attempt readReply(int fd, Rs485Reply& reply) {
     const int readError = errno;
     usleep(settleMicroseconds);
     if (length < 0) {
-        printf("RS485接收失败,%s\n", strerror(readError));
+        print("RS485接收失败,%s\n", strerror(readError));
         sleep(1);
         return Attempt::again;
     }
@@ -120,10 +120,10 @@ void runTrial(int fd, int number, int* successes, int* failures) {
     usleep(settleMicroseconds);
     if (awaitReply(fd)) {
         ++*successes;
-        printf("RS485第 %d 次测试成功", number);
+        print("RS485第 %d 次测试成功", number);
     } else {
         ++*failures;
-        printf("RS485第 %d 次测试失败", number);
+        print("RS485第 %d 次测试失败", number);
     }
     if (WriteRs485Frame(fd, rs485StopFrame, rs485FrameBytes) < 0) {
         ++*failures;
@@ -135,7 +135,7 @@ void runTrial(int fd, int number, int* successes, int* failures) {
 void Rs485ExchangeTest(const char* path) {
     const int fd = open(path, O_RDWR | O_NONBLOCK);
     if (fd == -1) {
-        printf("设备 %s 不存在\n", path);
+        print("设备 %s 不存在\n", path);
         runResults.rs485Failed = 1;
         return;
     }
@@ -148,7 +148,7 @@ void Rs485ExchangeTest(const char* path) {
         runTrial(fd, number, &successes, &failures);
     }
     (void)close(fd);
-    printf("RS485测试成功次数为 %d，错误次数为 %d\n", successes, failures);
+    print("RS485测试成功次数为 %d，错误次数为 %d\n", successes, failures);
 
     runResults.rs485Failed = successes == rs485TrialCount && failures == 0 ? 0 : 1;
     if (runResults.rs485Failed == 0) {

@@ -1,7 +1,8 @@
 #include "r8/serial/rs485_reply.h"
 
-#include <stdio.h>
 #include <unistd.h>
+
+#include "r8/print.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ Rs485Lead FindRs485ReplyLead(int fd) {
             return Rs485Lead::missing;
         }
         if (byte == 0 && ++zeros > maxLeadingZeros) {
-            printf("read 0 more than 10 times, return false");
+            print("read 0 more than 10 times, return false");
             return Rs485Lead::tooManyZeros;
         }
     }
@@ -28,7 +29,7 @@ bool MatchesRs485Reply(const Rs485Reply& reply) {
     bool matches = true;
     for (size_t i = 0; i < rs485ReplyBytes; ++i) {
         if (reply.bytes[i] != Rs485ExpectedReply[i]) {
-            printf("RS485匹配数据失败");
+            print("RS485匹配数据失败");
             matches = false;
         }
     }

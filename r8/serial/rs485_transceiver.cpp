@@ -1,12 +1,12 @@
 #include "r8/serial/rs485_transceiver.h"
 
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include "r8/board/control_device.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -15,7 +15,7 @@ constexpr unsigned settleMicroseconds = 10 * 1000;
 void switchTransceiver(unsigned request, int on) {
     const int fd = openControlDevice();
     if (fd == -1) {
-        puts("open ZORIO failed");
+        print("open ZORIO failed\n");
         return;
     }
     (void)ioctl(fd, request, static_cast<unsigned long>(on));  // a switch that failed shows in the exchange
@@ -42,15 +42,15 @@ int WriteRs485Frame(int fd, const unsigned char* buf, size_t len) {
     usleep(settleMicroseconds);
     if (written < 0) {
         if (writeError == EINTR) {
-            printf("errno = EINTR, error = %s\n", strerror(writeError));
+            print("errno = EINTR, error = %s\n", strerror(writeError));
         } else {
-            printf("write error: %s\n", strerror(writeError));
+            print("write error: %s\n", strerror(writeError));
         }
         return -1;
     }
     SetRs485TxEnable(0);
     if (static_cast<size_t>(written) < len) {
-        printf("write RS485 error:[%s]\n", strerror(errno));
+        print("write RS485 error:[%s]\n", strerror(errno));
         return -1;
     }
     return static_cast<int>(written);

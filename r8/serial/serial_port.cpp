@@ -1,8 +1,9 @@
 #include "r8/serial/serial_port.h"
 
 #include <errno.h>
-#include <stdio.h>
 #include <string.h>
+
+#include "r8/print.h"
 
 namespace {
 
@@ -42,7 +43,7 @@ speed_t findSpeedCode(unsigned rate) {
             return baud.code;
         }
     }
-    puts("invalide baudrate and set baudrate to default 9600");
+    print("invalide baudrate and set baudrate to default 9600\n");
     return B9600;
 }
 
@@ -63,10 +64,10 @@ int SetSerialRawMode(int fd) {
 int SetSerialBaud(int fd, speed_t code) {
     termios attributes = readAttributes(fd);
     if (cfsetispeed(&attributes, code) == -1) {
-        printf("set input speed error: %d, %s\n", errno, strerror(errno));
+        print("set input speed error: %d, %s\n", errno, strerror(errno));
     }
     if (cfsetospeed(&attributes, code) == -1) {
-        printf("set output speed error: %d, %s\n", errno, strerror(errno));
+        print("set output speed error: %d, %s\n", errno, strerror(errno));
     }
     setFlags(&attributes.c_cflag, CLOCAL | CREAD, true);
     return apply(fd, attributes);
@@ -105,19 +106,19 @@ int InitSerialPort(int fd, unsigned rate, int dataBitsIndex, int twoStopBits, in
     }
     const speed_t code = findSpeedCode(rate);
     if (SetSerialRawMode(fd) == -1) {
-        printf("SetSerialRawMode error.fd = %d\n", fd);
+        print("SetSerialRawMode error.fd = %d\n", fd);
         return -1;
     }
     if (SetSerialBaud(fd, code) == -1) {
-        printf("SetSerialBaud error.fd = %d\n", fd);
+        print("SetSerialBaud error.fd = %d\n", fd);
         return -1;
     }
     if (SetSerialFlowControl(fd, flowKind, 0) == -1) {
-        printf("SetSerialFlowControl error.fd = %d\n", fd);
+        print("SetSerialFlowControl error.fd = %d\n", fd);
         return -1;
     }
     if (SetSerialParity(fd, SerialDataBitsTable[dataBitsIndex], twoStopBits, parity) == -1) {
-        printf("SetSerialParity error.fd = %d\n", fd);
+        print("SetSerialParity error.fd = %d\n", fd);
         return -1;
     }
     return 0;

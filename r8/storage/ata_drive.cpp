@@ -3,13 +3,13 @@
 #include <fcntl.h>
 #include <linux/fs.h>
 #include <linux/hdreg.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/ioctl.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
 #include "r8/descriptor.h"
+#include "r8/print.h"
 
 // The board's kernel has 32-bit longs, and these are the numbers that it knows.
 static_assert(HDIO_DRIVE_CMD == 0x031F, "the board's kernel knows this number");
@@ -22,16 +22,28 @@ constexpr uint64_t sectorBytes = 512;  // BLKGETSIZE's unit, whatever the drive'
 
 constexpr AtaTextField textFields[] = {ataSerialNumber, ataModelNumber, ataFirmwareRevision};
 
+// Moves text behind the decimal number that it begins with; false when there is none.
+bool readNumber(const char*& text, uint32_t* number) {
+    const char* start = text;
+    for (*number = 0; *text >= '0' && *text <= '9'; ++text) {
+        *number = *number * 10 + static_cast<uint32_t>(*text - '0');
+    }
+    return text != start;
+}
+
+// "2.6.24" and whatever follows; 0 when fewer than three numbers are there.
+uint32_t parseKernelVersion(const char* release) {
+    uint32_t major = 0;
+    uint32_t minor = 0;
+    uint32_t patch = 0;
+    const bool complete = readNumber(release, &major) && *release++ == '.' && readNumber(release, &minor) &&
+                          *release++ == '.' && readNumber(release, &patch);
+    return complete ? major * 65536 + minor * 256 + patch : 0;
+}
+
 uint32_t readKernelVersion() {
     utsname kernel = {};
-    int major = 0;
-    int minor = 0;
-    int patch = 0;
-    if (uname(&kernel) != 0 || sscanf(kernel.release, "%d.%d.%d", &major, &minor, &patch) != 3) {
-        return 0;
-    }
-    return static_cast<uint32_t>(major) * 65536 + static_cast<uint32_t>(minor) * 256 +
-           static_cast<uint32_t>(patch);
+    return uname(&kernel) == 0 ? parseKernelVersion(kernel.release) : 0;
 }
 
 // From 2.4.18 to the end of 2.4, and from 2.6 on; not in the 2.5 series.
@@ -83,17 +95,17 @@ int blockDeviceBytes(int fd, uint64_t* size) {
 
 uint64_t deviceCapacity(const char* path) {
     if (path == nullptr) {
-        puts("invalid devName");
+        print("invalid devName\n");
         return unknownCapacity;
     }
     const Descriptor drive(open(path, O_RDONLY));
     if (drive.number() == -1) {
-        printf("Can not open %s \n", path);
+        print("Can not open %s \n", path);
         return unknownCapacity;
     }
     uint64_t size = unknownCapacity;
     if (blockDeviceBytes(drive.number(), &size) != 0) {
-        printf("Can not get %s size \n", path);
+        print("Can not get %s size \n", path);
     }
     return size;
 }
@@ -108,7 +120,7 @@ int ataIdentify(const char* path, uint8_t* buffer) {
     }
     const int result = sendIdentifyDevice(drive.number(), buffer);
     if (result < 0) {
-        printf("send IDENTIFY DEVICE command, return %d\n", result);
+        print("send IDENTIFY DEVICE command, return %d\n", result);
     }
     for (const AtaTextField& field : textFields) {
         swapCharacterPairs(buffer + field.offset, field.length);

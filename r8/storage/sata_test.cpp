@@ -1,12 +1,12 @@
 #include "r8/storage/sata_test.h"
 
 #include <stdint.h>
-#include <stdio.h>
 #include <string.h>
 
 #include "r8/board/board_config.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 #include "r8/storage/ata_drive.h"
 
 namespace {
@@ -32,11 +32,11 @@ int countInternalPorts() {
 // disk, internal or external, is always sdf.
 void nameNode(int port, int internalPorts, char (&name)[nodeNameBytes]) {
     if (internalPorts <= 2 && port == 1) {
-        (void)snprintf(name, sizeof name, "/dev/sdf");
+        (void)formatText(name, sizeof name, "/dev/sdf");
     } else if (port >= internalPorts) {
-        (void)snprintf(name, sizeof name, "/dev/esd%c", 'a' + (port - internalPorts));
+        (void)formatText(name, sizeof name, "/dev/esd%c", 'a' + (port - internalPorts));
     } else {
-        (void)snprintf(name, sizeof name, "/dev/sd%c", port <= 3 ? 'a' + port : 'a' + port + 1);
+        (void)formatText(name, sizeof name, "/dev/sd%c", port <= 3 ? 'a' + port : 'a' + port + 1);
     }
 }
 

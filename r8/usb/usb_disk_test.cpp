@@ -1,8 +1,6 @@
 #include "r8/usb/usb_disk_test.h"
 
-#include <dirent.h>
 #include <stdint.h>
-#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mount.h>
@@ -10,8 +8,10 @@
 #include <sys/vfs.h>
 #include <unistd.h>
 
+#include "r8/directory.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
+#include "r8/print.h"
 
 namespace {
 
@@ -24,17 +24,13 @@ constexpr mode_t mountPointMode = 0777;
 
 constexpr const char* mouseNodes[] = {"/dev/input/mouse0", "/dev/input/mouse1", "/dev/input/mouse2"};
 
-struct DiskName {
-    char text[nameBytes];
-};
-DiskName usbDiskNames[maxDisks];
+char usbDiskNames[maxDisks][nameBytes];
 
-DIR* openDirectory(const char* path) {
-    DIR* directory = opendir(path);
-    if (directory == nullptr) {
-        (void)fputs("can not open directory /proc\n", stderr);  // this text for every directory
+bool couldOpen(const Directory& directory) {
+    if (!directory.isOpen()) {
+        printTo(STDERR_FILENO, "can not open directory /proc\n");  // this text for every directory
     }
-    return directory;
+    return directory.isOpen();
 }
 
 uint32_t countMice() {
@@ -53,12 +49,12 @@ bool isDiskNode(const char* name) {
 // Stores a name at place count and returns the new count. Of a disk and its partitions, listed one after the
 // other in either order, one stays: a partition, which carries the file system, and the later one of two.
 int addDiskName(int count, const char* name) {
-    char* entry = usbDiskNames[count].text;
-    (void)snprintf(entry, nameBytes, "%.49s", name);
+    char* entry = usbDiskNames[count];
+    (void)formatText(entry, nameBytes, "%s", name);
     if (count == 0) {
         return 1;
     }
-    char* previous = usbDiskNames[count - 1].text;
+    char* previous = usbDiskNames[count - 1];
     if (strncmp(entry, previous, diskPrefixChars) != 0) {
         return count + 1;
     }
@@ -71,16 +67,16 @@ int addDiskName(int count, const char* name) {
     return count;
 }
 
-int findDisks(DIR* directory) {
+int findDisks(Directory& directory) {
     memset(usbDiskNames, 0, sizeof usbDiskNames);
     int count = 0;
     while (count < maxDisks) {
-        const dirent* entry = readdir(directory);
-        if (entry == nullptr) {
+        const char* name = directory.next();
+        if (name == nullptr) {
             break;
         }
-        if (isDiskNode(entry->d_name)) {
-            count = addDiskName(count, entry->d_name);
+        if (isDiskNode(name)) {
+            count = addDiskName(count, name);
         }
     }
     return count;
@@ -88,30 +84,27 @@ int findDisks(DIR* directory) {
 
 // "4-1": a device on bus 4, the USB 3.0 one, at root port 1.
 bool usb3Present() {
-    DIR* directory = openDirectory("/sys/bus/usb/devices");
-    if (directory == nullptr) {
+    Directory directory("/sys/bus/usb/devices");
+    if (!couldOpen(directory)) {
         return false;
     }
-    bool present = false;
-    while (const dirent* entry = readdir(directory)) {
-        if (strncmp(entry->d_name, "4-1", 3) == 0) {
-            present = true;
-            break;
+    while (const char* name = directory.next()) {
+        if (strncmp(name, "4-1", 3) == 0) {
+            return true;
         }
     }
-    (void)closedir(directory);
-    return present;
+    return false;
 }
 
 // Whatever fails here shows in the query that follows: it describes the file system that holds "/mnt" then.
 void mountDisk(const char* device, const char* mountPoint) {
     char command[sizeof "mount -t vfat   \n" + 2 * (nameBytes + sizeof "/dev/")];
     if (mkdir(mountPoint, mountPointMode) != 0) {
-        (void)snprintf(command, sizeof command, "mkdir %s\n", mountPoint);
+        (void)formatText(command, sizeof command, "mkdir %s\n", mountPoint);
         (void)!system(command);  // fails when the mount point exists already, which is as good
     }
     if (mount(device, mountPoint, "vfat", 0, nullptr) != 0) {
-        (void)snprintf(command, sizeof command, "mount -t vfat %s  %s\n", device, mountPoint);
+        (void)formatText(command, sizeof command, "mount -t vfat %s  %s\n", device, mountPoint);
         (void)!system(command);  // the query tells
     }
 }
@@ -126,12 +119,11 @@ int32_t freeMebibytes(const struct statfs& fileSystem) {
     return static_cast<int32_t>(((freeBlocks - marginBlocks) >> 10) * blockBytes >> 10);
 }
 
-// By value: of a name in the table GCC takes it that its text may run on into the next one.
-void testDisk(DiskName name) {
+void testDisk(const char* name) {
     char device[sizeof "/dev/" + nameBytes];
     char mountPoint[sizeof "/mnt/" + nameBytes];
-    (void)snprintf(device, sizeof device, "/dev/%s", name.text);
-    (void)snprintf(mountPoint, sizeof mountPoint, "/mnt/%s", name.text);
+    (void)formatText(device, sizeof device, "/dev/%s", name);
+    (void)formatText(mountPoint, sizeof mountPoint, "/mnt/%s", name);
     mountDisk(device, mountPoint);
 
     struct statfs fileSystem = {};
@@ -145,17 +137,24 @@ void testDisk(DiskName name) {
     reportLine("%s 剩余空间 = %dM\n", device, static_cast<int>(freeMebibytes(fileSystem)));
 }
 
-}  // namespace
-
-int UsbPortTest() {
+// Counts the mice into the run's results; returns the number of disks, or -1 when "/dev" can't be read.
+int countDevices() {
     runResults.usbFoundCount = 0;
-    DIR* directory = openDirectory("/dev");
-    if (directory == nullptr) {
+    Directory directory("/dev");
+    if (!couldOpen(directory)) {
         return -1;
     }
     runResults.usbFoundCount = countMice();
-    const int diskCount = findDisks(directory);
-    (void)closedir(directory);
+    return findDisks(directory);
+}
+
+}  // namespace
+
+int UsbPortTest() {
+    const int diskCount = countDevices();
+    if (diskCount < 0) {
+        return -1;
+    }
     if (diskCount == 0) {
         reportLine("没有接usb\n");
         return -1;

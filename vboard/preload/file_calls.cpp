@@ -36,6 +36,9 @@ int openPath(const char* path, int flags, mode_t mode = 0) {
     if (vboard::preload::isHostPath(path)) {
         return vboard::preload::openHostFile(path, flags, mode);
     }
+    if ((flags & O_DIRECTORY) != 0) {
+        return askPath(Call::opendir, path);
+    }
     return static_cast<int>(Exchange(Call::open).text(path).argument(0, flags).perform());
 }
 
