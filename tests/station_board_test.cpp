@@ -20,10 +20,11 @@ class StationBoard : public StationBench {
   protected:
     // The station's exit status when the board says these words on standard error, T for "r8-station TOKEN",
     // sends the records of a healthy board, and ssh ends with that status.
-    int stationWith(const std::string& words, int status, const std::string& log = "") {
+    int stationWith(const std::string& words, int status, const std::string& log = "",
+                    bool sendsRecords = true) {
         (void)file("words", words);
         (void)file("log", log);
-        (void)file("records", stream(healthyTexts()));
+        (void)file("records", sendsRecords ? stream(healthyTexts()) : "");
         const std::string script =
             "#!/bin/sh\nlog=$3\nfor command; do :; done\n"
             "token=$(printf %s \"$command\" | grep -o 'r8-station [0-9a-f]\\{32\\} ' | tail -1)\n"
@@ -96,16 +97,17 @@ TEST_F(StationBoard, keepsNothingWhereNothingWasTested) {
         {"T started 9\nT exit 0\n", 0, "not known to this station: started 9"},
         {"T kernel 4.4\nT refused busy 17 60\n", 120, "process 17, for 60 s, since "},
         {"T kernel 4.4\nno such applet\nT refused no-pipe 127 /p\n", 120, "no mkfifo\n  no such applet"},
+        {begin + "T refused not-started 127\n", 120, "does not start"},
         {"T kernel 4.4\nT refused otherwise\n", 120, "not known to this station"},
         {"T kernel 4.4\n", 255, "closed by remote", "Connection closed by remote host.\r\ndebug1: a\nb\r\n"},
         {"T kernel 4.4\n", 255, "ssh-keygen -R", "@ REMOTE HOST IDENTIFICATION HAS CHANGED @\r\nbad\r\n"},
     };
     for (const auto& [words, sshStatus, reason, log] : cases) {
-        EXPECT_EQ(stationWith(words, sshStatus, log), 2) << words;
+        EXPECT_EQ(stationWith(words, sshStatus, log, false), 2) << words;
         EXPECT_THAT(output(), HasSubstr(reason)) << words;
         fs::remove(bench / "output");
     }
-    EXPECT_FALSE(fs::exists(bench / "results"));
+    EXPECT_FALSE(fs::exists(attempt(1)));
 }
 
 TEST_F(StationBoard, wrongUseStaysOnThisMachine) {
