@@ -44,6 +44,7 @@ TEST(StationOutcome, followsTheLines) {
         "USB个数:0\n" + std::string(64, '-') + "\nUSB口       : 0  \nSATA口      : 5  \n";
     const Change clockTimeLost = {"2009-04-03 08:00:16", "2009-04-03 08:00:17", "2009-04-03 08:00:10\n"};
     const Change noAlarmTest = {"报警输入有", "第3步"};
+    const Change almostARule = {"485测试成功", "\n", std::string(63, '-') + "\n485测试成功\n"};
     const struct {
         const char* what;
         Change change;
@@ -52,26 +53,35 @@ TEST(StationOutcome, followsTheLines) {
         Outcome outcome;
     } cases[] = {
         {"CPLD fails", {"CPLD   ", "SATA口 ", "CPLD       : 失败  \n"}, "", cpldItem, failed},
-        {"card not read", {"网络连接", "网卡2", "ETHTOOL_GLINK failed: \n"}, "", networkItem, incomplete},
+        {"card not read", {"网络连接", "全双工", "ETHTOOL_GLINK failed: \n"}, "", networkItem, incomplete},
         {"speed line lost", {"全双工", "网卡2"}, "", networkItem, incomplete},
         {"speed not known", {"1000M", "网卡2", "net speed error\n"}, "", networkItem, incomplete},
         {"slow link", {"1000M", "网卡2", "100M\n"}, "", networkItem, failed},
         {"card lost", {"网卡1", "网卡2"}, "", networkItem, incomplete},
+        {"card twice", {"网卡2", "网络", "网卡1:"}, "", networkItem, incomplete},
         {"no number of a card", {"网卡1", "网络", "网卡x:"}, "", networkItem, incomplete},
         {"no number of alarm inputs", {"报警输入有", "\n", "报警输入有?"}, "", alarmItem, incomplete},
         {"no number of checks", {"成功 5", "\n", "成功 5, 失败 x\n"}, "", alarmItem, incomplete},
         {"alarm checked nothing", {"成功 5", "\n", "成功 0, 失败 0\n"}, "", alarmItem, failed},
         {"no time", {"2009-04-03 08:00:18", "第4步", "2009-04-03 08:00\n"}, "", clockItem, incomplete},
+        {"half a time more",
+         {"2009-04-03 08:00:18", "第4步", "2009-04-03 08:00:18\n2009-04-03 08:00:18?\n"},
+         "",
+         clockItem,
+         incomplete},
         {"no free space", {"/dev/msa1", "/dev/msb1", "/dev/msa1 剩余空间 = M\n"}, "", usbItem, incomplete},
         {"USB not counted", {"USB口  ", "网络状态  ", "SATA口      : 5  \n"}, "", usbItem, failed},
         {"USB ports not known", {"USB个数", "面板", "USB个数:?\n"}, "", usbItem, incomplete},
         {"no serial number", {"\n序列号", "\n型号"}, "", sataItem, incomplete},
+        {"no model", {"\n型号", "\n固件版本"}, "", sataItem, incomplete},
+        {"no firmware revision", {"\n固件版本", "硬盘容量", "\n"}, "", sataItem, incomplete},
         {"no capacity", {"硬盘容量", "/dev/sdb", "/dev/sda 无法获取硬盘容量\n"}, "", sataItem, incomplete},
         {"capacity without a number", {"硬盘容量", "/dev/sdb", "硬盘容量  :GB\n"}, "", sataItem, incomplete},
         {"drive not there", {"/dev/sdc", "/dev/sdd", "/dev/sdc 不存在\n"}, "", sataItem, failed},
         {"drive lost", {"/dev/sdd", "/dev/esda"}, "", sataItem, incomplete},
         {"drives not counted", {"USB口  ", "网络状态  ", "USB口       : 3  \n"}, "", sataItem, incomplete},
         {"trial failed", unchanged, "RS485测试成功次数为 2，错误次数为 1", rs485Item, failed},
+        {"no summary yet", almostARule, "", rs485Item, passed},
         {"no network step", {"第2步", "报警输入有"}, "", networkItem, skipped},
         {"no socket", {"网卡1:", "报警输入有"}, "creat socket error", networkItem, failed},
         {"no alarm test", noAlarmTest, "", alarmItem, skipped},
@@ -122,6 +132,7 @@ TEST(StationOutcome, unknownTextIsIncompleteAndNamed) {
         {{"Rtc时钟", "-----", clockLine + "传感器正常\n"}, "传感器正常"},
         {{"Rtc时钟", "-----", clockLine + "芯片温度未知: 40 \n"}, "芯片温度未知: 40"},
         {{"Rtc时钟", "-----", clockLine + "芯片温度正常: x \n"}, "芯片温度正常: x"},
+        {{"Rtc时钟", "-----", clockLine + "芯片温度正常: 40 ? \n"}, "芯片温度正常: 40 ?"},
         {{"Rtc时钟", "-----", clockLine + "芯片温度: 成功  \n"}, "芯片温度: 成功"},
         {{"CPLD   ", "SATA口 ", "CPLD       : 成功?  \nCPLD       : 成功  \n"}, "CPLD       : 成功?"},
         {{"485口", "报警口", "485口       : 3  \n485口       : 成功  \n"}, "485口       : 3"},
@@ -145,6 +156,8 @@ TEST(StationOutcome, recordThatTheToolLostIsIncomplete) {
 TEST(StationOutcome, failedStaysFailedWhateverComesBehind) {
     const TestRun run = interpret({"485口", "报警口", "485口       : 失败  \n485口       : 成功  \n"});
     EXPECT_EQ(run.items[rs485Item].outcome, Outcome::failed);
+    // But a run that is not whole proves nothing.
+    EXPECT_EQ(interpret({"网络状态  ", "485口"}, "open /dev/iop failed").outcome, Outcome::incomplete);
 }
 
 TEST(StationOutcome, holeInTheStepNumbersIsIncomplete) {
