@@ -204,14 +204,6 @@ TEST(Alarm, AnInterruptPrintsTheCountersDuringTheTestAndLaterInTheRun) {
     }
 }
 
-TEST(Alarm, WithoutTheControlDeviceThereIsNoVerdict) {
-    VirtualBoard board = VirtualBoard::healthy();
-    board.settings.faults = {{"open", "/dev/zorio", 3, false, ENODEV}};  // after start-up's two
-    const auto run = board.run({"-o", "5"});
-    EXPECT_EQ(run.console(), cardLine + counts(16, 4) + "open /dev/iop failed\n");
-    EXPECT_EQ(run.exitStatus(), 0);
-}
-
 TEST(Alarm, EveryFailedRequestStillEndsInAVerdict) {
     sweepFailures(runTool, {"-o", "5"}, [](const vboard::Run&, const std::string& console) {
         const std::size_t verdict = console.find("成功 ");

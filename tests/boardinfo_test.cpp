@@ -168,12 +168,9 @@ TEST(BoardConfig, IsDerivedFromTheDescription) {
         for (const Byte& byte : bytes) {
             board.control.cpld.bytes[byte.offset] = byte.value;
         }
-        vboard::ToolCommand command = vboard::defaultToolCommand();
-        command.program = MODULE_RUNNER;
-        command.arguments = {"diskPortCount=77", "loadBoardConfig"};
-        EXPECT_EQ(board.run(command).console(), "设备网卡个数(" + std::to_string(cards) + ")\npoe " +
-                                                    std::to_string(poe) + " panel " + std::to_string(panel) +
-                                                    " disks " + std::to_string(disks) + " esata " +
-                                                    std::to_string(esata) + "\n");
+        EXPECT_EQ(runModule(board, {"diskPortCount=77", "loadBoardConfig"}).console(),
+                  "设备网卡个数(" + std::to_string(cards) + ")\npoe " + std::to_string(poe) + " panel " +
+                      std::to_string(panel) + " disks " + std::to_string(disks) + " esata " +
+                      std::to_string(esata) + "\n");
     }
 }

@@ -1,12 +1,5 @@
 // The exchange with the RS485 test device, reply by reply.
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <csignal>
-
-#include "r8/contract/rs485_frames.h"
 #include "tests/tool_runs.h"
 
 using namespace std::chrono_literals;
@@ -51,21 +44,6 @@ std::string lastTrial(const TestDeviceAnswer& answer, bool* passed, std::size_t 
 }
 
 }  // namespace
-
-TEST(Rs485Exchange, AGoodDeviceGetsSixFramesAndPasses) {
-    VirtualBoard board = VirtualBoard::healthy();
-    const vboard::Run run = board.run({"netR8test"});
-    EXPECT_THAT(run.console(), testing::HasSubstr(trial(1, true) + trial(2, true) + trial(3, true) +
-                                                  "RS485测试成功次数为 3，错误次数为 0\n"));
-    EXPECT_THAT(run.records(), testing::Contains("485测试成功\n"));
-    ASSERT_EQ(board.rs485.frames.size(), 6U);
-    for (std::size_t i = 0; i < 6; ++i) {
-        const std::uint8_t* frame = i % 2 == 0 ? Rs485TestFrames[i / 2] : rs485StopFrame;
-        EXPECT_EQ(board.rs485.frames[i].bytes, Bytes(frame, frame + rs485FrameBytes)) << i;
-    }
-    EXPECT_EQ(board.rs485.badFrames + board.rs485.bytesNotDriven + board.rs485.bytesNotHeard, 0U);
-    EXPECT_FALSE(board.rs485Switches.transmitterOn || board.rs485Switches.receiverOn);
-}
 
 TEST(Rs485Exchange, EachKindOfReplyHasItsVerdict) {
     const struct {

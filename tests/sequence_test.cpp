@@ -101,21 +101,16 @@ TEST(Sequence, EnterCutsThePausesShort) {
 TEST(Buzzer, SoundsAndFallsSilentEvery200Milliseconds) {
     VirtualBoard board = VirtualBoard::healthy();
     board.settings.requestCost = vboard::Time(0);
-    vboard::ToolCommand command = vboard::defaultToolCommand();
-    command.program = MODULE_RUNNER;
-    command.arguments = {"beep", "2"};
     const std::vector<std::string> twoBeeps = {
         "0.000 open O_RDWR",         "0.000 ZORIO_SET_BUZZER 01", "0.200 ZORIO_SET_BUZZER 00",
         "0.400 ZORIO_SET_BUZZER 01", "0.600 ZORIO_SET_BUZZER 00", "0.800 close",
     };
-    EXPECT_EQ(sequence(board.run(command), "/dev/zorio"), twoBeeps);
+    EXPECT_EQ(sequence(runModule(board, {"beep", "2"}), "/dev/zorio"), twoBeeps);
     for (const char* none : {"0", "-1"}) {
-        command.arguments = {"beep", none};
-        EXPECT_TRUE(sequence(board.run(command), "/dev/zorio").empty());
+        EXPECT_TRUE(sequence(runModule(board, {"beep", none}), "/dev/zorio").empty());
     }
-    command.arguments = {"beep", "1"};
     board.control.present = false;
-    EXPECT_EQ(board.run(command).console(), "open hwInfo error!\n");
+    EXPECT_EQ(runModule(board, {"beep", "1"}).console(), "open hwInfo error!\n");
 }
 
 TEST(Watchdog, Test9ShortensTheTimeoutAndSaysWhatFailed) {

@@ -51,7 +51,7 @@ static bool sayLastWords() {
         _exit(0);
     }
     std::string words;
-    for (int i = 0; i < 2000; ++i) {
+    for (int i = 0; i < 1000; ++i) {
         words += std::string(99, 'x') + "\n";
     }
     words += "last words";

@@ -100,10 +100,7 @@ TEST(VirtualBoard, NothingReachesTheHost) {
 
 TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
     VirtualBoard board = VirtualBoard::healthy();
-    ToolCommand command = vboard::defaultToolCommand();
-    command.program = MODULE_RUNNER;
-    command.arguments = {"escape"};
-    const auto run = board.run(command);
+    const auto run = runModule(board, {"escape"});
     EXPECT_EQ(run.console(),
               "open /etc/passwd: No such file or directory\nioctl 0x1234: Inappropriate ioctl for device\n"
               "system: 32512\nmount: No such file or directory\n");
