@@ -4,6 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "r8/driver/board_tests.h"
 #include "r8/driver/standard_descriptors.h"
 
 #include "tests/tool_runs.h"
@@ -17,8 +18,9 @@ using vboard::VirtualBoard;
 namespace {
 
 constexpr char loaded[] = "设备网卡个数(2)\n";
-constexpr char range[] = "请选择测试序号(1~11)\n";
-constexpr char outOfRange[] = "请输入正确的测试序号.(1~11)";
+const std::string testCount = std::to_string(boardTestCount);
+const std::string range = "请选择测试序号(1~" + testCount + ")\n";
+const std::string outOfRange = "请输入正确的测试序号.(1~" + testCount + ")";
 constexpr char malformed[] = "参数非法\n";
 constexpr char threeBeeps[] = "";  // the buzzer test says nothing
 
@@ -40,15 +42,15 @@ TEST(CommandLine, RejectedFormsSayWhyAndLeaveTheBoardAlone) {
         {{"netR8test", "1"}, malformed},
         {{"netR8test", "-o", "1"}, malformed},
         {{"-o", "x"}, range},
-        {{"-o", "xyz"}, std::string(range) + range},
+        {{"-o", "xyz"}, range + range},
         {{"-o", "1x"}, range},
-        {{"-o", "1x5"}, std::string(range) + range},
+        {{"-o", "1x5"}, range + range},
         {{"-o", "-1"}, range},
         {{"-o", "0"}, outOfRange},
         {{"-o", ""}, outOfRange},
-        {{"-O", "12"}, outOfRange},
+        {{"-O", std::to_string(boardTestCount + 1)}, outOfRange},
         {{"-o", "99", "3"}, outOfRange},
-        {{"-o", "123"}, std::string(range) + outOfRange},
+        {{"-o", "123"}, range + outOfRange},
         {{"-o", "00"}, outOfRange},
     };
     for (const auto& [arguments, message] : cases) {

@@ -2,12 +2,10 @@
 // difference, which somebody reads before it is committed: R8_WRITE_GOLDEN=1 ./check -R Golden writes the
 // files.
 
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
+#include "r8/driver/board_tests.h"
+#include "tests/golden.h"
 #include "tests/tool_runs.h"
 
 using vboard::Time;
@@ -81,15 +79,6 @@ class Story {
     std::size_t told = 0;
 };
 
-void expectGolden(const std::string& name, const std::string& text) {
-    const std::filesystem::path path = std::filesystem::path(GOLDEN_FOLDER) / (name + ".txt");
-    if (std::getenv("R8_WRITE_GOLDEN") != nullptr) {
-        std::ofstream(path, std::ios::binary) << text;
-    }
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_EQ(text, std::string(std::istreambuf_iterator<char>(file), {})) << path;
-}
-
 }  // namespace
 
 TEST(Golden, EveryBoardIsToldAboutInTheseWords) {
@@ -106,29 +95,19 @@ TEST(Golden, EveryBoardIsToldAboutInTheseWords) {
     }
 }
 
-// The panel and the loop-back go on for long in the same way.
 TEST(Golden, TheHealthyBoardIsAskedThis) {
-    const struct {
-        const char* name;
-        std::vector<std::string> arguments;
-        std::size_t mostRequests = 1000;
-    } runs[] = {{"console", {}},
-                {"networked", {"netR8test"}},
-                {"usage", {"-h"}},
-                {"usage-long", {"--help"}},
-                {"test-1", {"-o", "1"}},
-                {"test-2", {"-o", "2"}},
-                {"test-3", {"-o", "3"}, 150},
-                {"test-4", {"-o", "4"}, 150},
-                {"test-5", {"-o", "5"}},
-                {"test-6", {"-o", "6"}},
-                {"test-7", {"-o", "7"}},
-                {"test-8", {"-o", "8"}},
-                {"test-9", {"-o", "9"}},
-                {"test-10", {"-o", "10"}},
-                {"test-11", {"-o", "11"}}};
-    for (const auto& [name, arguments, mostRequests] : runs) {
+    const auto expectRequests = [](const std::string& name, const std::vector<std::string>& arguments,
+                                   std::size_t mostRequests) {
         VirtualBoard board = VirtualBoard::healthy();
-        expectGolden(std::string("requests-") + name, Story(board, arguments, mostRequests).text);
+        expectGolden("requests-" + name, Story(board, arguments, mostRequests).text);
+    };
+    constexpr std::size_t all = 1000;
+    expectRequests("console", fullRun, all);
+    expectRequests("networked", {"netR8test"}, all);
+    expectRequests("usage", {"-h"}, all);
+    expectRequests("usage-long", {"--help"}, all);
+    for (int number = 1; number <= boardTestCount; ++number) {
+        const std::string test = std::to_string(number);
+        expectRequests("test-" + test, {"-o", test}, 150);  // the loop-back goes on for long in the same way
     }
 }

@@ -16,7 +16,6 @@
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-using vboard::OutputKind;
 using vboard::ToolCommand;
 using vboard::VirtualBoard;
 
@@ -52,19 +51,6 @@ TEST(VirtualBoard, TheSameScenarioGivesTheSameBytesAndTheSameTrace) {
             EXPECT_EQ(round == 0 ? all : first, all) << name;
             first = all;
         }
-    }
-}
-
-TEST(VirtualBoard, OutputIsTheSameWhateverItLeadsTo) {
-    std::string asPipe;
-    for (const OutputKind kind : {OutputKind::pipe, OutputKind::file, OutputKind::terminal}) {
-        VirtualBoard board = VirtualBoard::healthy();
-        ToolCommand command = tool({});
-        command.standardOutput = kind;
-        const std::string output = board.run(command).output;
-        EXPECT_FALSE(output.empty());
-        EXPECT_EQ(kind == OutputKind::pipe ? output : asPipe, output);
-        asPipe = output;
     }
 }
 
@@ -114,10 +100,7 @@ TEST(VirtualBoard, NothingReachesTheHost) {
 
 TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
     VirtualBoard board = VirtualBoard::healthy();
-    ToolCommand command = vboard::defaultToolCommand();
-    command.program = MODULE_RUNNER;
-    command.arguments = {"escape"};
-    const auto run = board.run(command);
+    const auto run = runModule(board, {"escape"});
     EXPECT_EQ(run.console(),
               "open /etc/passwd: No such file or directory\nioctl 0x1234: Inappropriate ioctl for device\n"
               "system: 32512\nmount: No such file or directory\n");
@@ -174,6 +157,10 @@ TEST(Scenario, AWrongOneNamesFileLineAndKey) {
         {"[cpld]\nusbCount = -1", "board.toml:2: 'cpld.usbCount' is a number from 0 to 65535"},
         {"[control]\npresent = 1", "board.toml:2: 'control.present' is true or false"},
         {"[control]\nmacAddress1 = \"00 1A\"", "board.toml:2: 'control.macAddress1' has six bytes"},
+        {"[control.answers]\nZORIO_GET_STEP_GATE = \"00\"",
+         "board.toml:2: 'control.answers.ZORIO_GET_STEP_GATE' has 4 bytes"},
+        {"[control.answers]\nZORIO_SET_MODE = \"\"",
+         "board.toml:2: 'control.answers.ZORIO_SET_MODE' is not known here"},
         {"[control]\nmacAddress2 = \"00 1A 2B 3C 4D 5\"",
          "board.toml:2: 'control.macAddress2' is a row of bytes like \"B5 01 07\""},
         {"\n[supervisor]\nreader = \"sleeps\"",

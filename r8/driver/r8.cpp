@@ -5,13 +5,9 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
-#include <sys/select.h>
 #include <unistd.h>
 
-#include "r8/alarm/iop_test.h"
 #include "r8/board/board_config.h"
-#include "r8/board/boardinfo.h"
-#include "r8/board/boot_params.h"
 #include "r8/board/buzzer_watchdog.h"
 #include "r8/board/control_device.h"
 #include "r8/contract/report_record.h"
@@ -20,14 +16,8 @@
 #include "r8/driver/main_application.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/standard_descriptors.h"
-#include "r8/driver/summary.h"
-#include "r8/net/nic.h"
 #include "r8/panel/panel_link.h"
 #include "r8/print.h"
-#include "r8/rtc/rtc_test.h"
-#include "r8/serial/rs485_exchange.h"
-#include "r8/storage/sata_test.h"
-#include "r8/usb/usb_disk_test.h"
 
 namespace {
 
@@ -35,7 +25,6 @@ constexpr char reportModule[] = "r8";
 constexpr int startUpFailure = 1;
 constexpr unsigned long startUpWatchdogTimeout = 7;  // in the driver's unit
 constexpr unsigned modeSettleSeconds = 2;
-constexpr size_t operatorInputBytes = 20;
 
 // Opens the control device, sets the watchdog's timeout for the time of the tests, and the mode. The
 // descriptor, or -1 with a message.
@@ -60,32 +49,6 @@ void startPanelHeartbeat() {
     }
 }
 
-// A pause that the operator's Enter cuts short. Reads at most 20 bytes into buffer, the line break replaced
-// by NUL; returns the bytes before it, 0 when nothing came in time or could be read.
-ssize_t waitOperator(char* buffer, unsigned seconds) {
-    fd_set input;
-    FD_ZERO(&input);
-    FD_SET(STDIN_FILENO, &input);
-    timeval timeout = {};
-    timeout.tv_sec = static_cast<time_t>(seconds);
-    if (select(STDIN_FILENO + 1, &input, nullptr, nullptr, &timeout) <= 0) {
-        return 0;
-    }
-    const ssize_t length = read(STDIN_FILENO, buffer, operatorInputBytes);
-    if (length <= 0) {
-        return 0;
-    }
-    if (length > 1) {
-        buffer[length - 1] = '\0';
-    }
-    return length - 1;
-}
-
-void pauseForOperator() {
-    char ignored[operatorInputBytes];
-    (void)waitOperator(ignored, 1);
-}
-
 int singleTest(int argc, char** argv) {
     SingleTest test;
     if (!parseSingleTest(argc, argv, &test)) {
@@ -101,61 +64,6 @@ int singleTest(int argc, char** argv) {
     startPanelHeartbeat();
     repeatBoardTest(test.number, test.count);
     return EXIT_SUCCESS;
-}
-
-void blankLine() {
-    reportLine("\n");
-}
-
-// The steps of a full run in their order; a step that does not apply takes no number.
-void runSequence(int controlFd) {
-    int step = 1;
-    reportLine("第%d步:蜂鸣器测试", step);
-    buzzerTest();
-    blankLine();
-
-    if (getBootParams(controlFd) == 1) {
-        reportLine("第%d步:网络状态\n", ++step);
-        pauseForOperator();
-        (void)r8_net_test();
-        blankLine();
-    }
-    if (getBootParams(controlFd) == 1) {
-        pauseForOperator();
-        (void)iopTest();
-        blankLine();
-    }
-
-    reportLine("第%d步:开始测试RTC\n", ++step);
-    pauseForOperator();
-    (void)RtcTest();
-    blankLine();
-
-    if (consoleMode == 0) {
-        buzzerTest();  // calls the operator to the USB step
-    }
-    reportLine("第%d步:\nUSB口测试\n", ++step);
-    (void)UsbPortTest();  // its verdict is in the run's results
-    blankLine();
-
-    reportLine("第%d步:\nSATA硬盘测试\n", ++step);
-    sataPortTest();
-    blankLine();
-
-    if (boardConfig.rs485Present != 0) {
-        pauseForOperator();
-        reportLine("第%d步:", ++step);
-        reportLine("485测试\n请确认已经正确连接好485测试装置\n");
-        Rs485ExchangeTest("/dev/ttyS1");
-        blankLine();
-    }
-
-    pauseForOperator();
-    reportLine("第%d步:CPLD信息\n", ++step);
-    (void)cpldInfoStep();
-    blankLine();
-
-    printSummary();
 }
 
 void endFullRun() {

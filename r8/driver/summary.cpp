@@ -56,32 +56,8 @@ void reportChipTempFailure(const ChipTempCheck& check) {
     }
 }
 
-bool usbFailed() {
-    return runResults.usbFoundCount != boardConfig.usbPortCount;
-}
-
-// What the run is judged by, in the order of both lists. The clock has a line of its own behind the
-// supervisor's list, where a person judges it; the CPLD step has no say in the verdict.
-struct Item {
-    const char* consoleLabel;  // in the list of what failed; null: never there
-    const char* reportLabel;   // in the supervisor's list of all; null: not there
-    bool (*failed)();
-    const uint32_t* failedPorts = nullptr;  // named instead of the verdict: bit i, port i + 1
-};
-
-constexpr Item items[] = {
-    {"网络状态    ", "网络状态      ", [] { return runResults.networkFailed != 0; }},
-    {"485口       ", "485口       ", [] { return runResults.rs485Failed != 0; }},
-    {"报警口      ", "报警口      ", [] { return runResults.alarmFailed != 0; }},
-    {"Rtc时钟     ", nullptr, [] { return runResults.rtcFailed != 0; }},
-    {"USB口       ", "USB口       ", usbFailed},
-    {nullptr, "CPLD       ", [] { return runResults.cpldOk == 0; }},
-    {"SATA口      ", "SATA口       ", [] { return runResults.sataFailedMask != 0; },
-     &runResults.sataFailedMask},
-};
-
-bool runPassed(const ChipTempCheck& chipTemp) {
-    for (const Item& item : items) {
+bool runPassed(const SummaryItems& items, const ChipTempCheck& chipTemp) {
+    for (const SummaryItem& item : items) {
         if (item.consoleLabel != nullptr && item.failed()) {
             return false;
         }
@@ -121,7 +97,7 @@ void showPassed() {
     }
 }
 
-void reportFailedItem(const char* label, const Item& item, const char* verdict) {
+void reportFailedItem(const char* label, const SummaryItem& item, const char* verdict) {
     if (item.failedPorts == nullptr) {
         reportLine("%s: %s  \n", label, verdict);
         return;
@@ -131,8 +107,8 @@ void reportFailedItem(const char* label, const Item& item, const char* verdict) 
     reportLine("%s: 端口%s无连接\n", label, ports);
 }
 
-void showFailed(const ChipTempCheck& chipTemp) {
-    for (const Item& item : items) {
+void showFailed(const SummaryItems& items, const ChipTempCheck& chipTemp) {
+    for (const SummaryItem& item : items) {
         if (item.consoleLabel != nullptr && item.failed()) {
             reportFailedItem(item.consoleLabel, item, "error occured!");
         }
@@ -143,8 +119,8 @@ void showFailed(const ChipTempCheck& chipTemp) {
     setIndicator(1);
 }
 
-void reportItems(const ChipTempCheck& chipTemp) {
-    for (const Item& item : items) {
+void reportItems(const SummaryItems& items, const ChipTempCheck& chipTemp) {
+    for (const SummaryItem& item : items) {
         if (item.reportLabel == nullptr) {
             continue;
         }
@@ -160,17 +136,17 @@ void reportItems(const ChipTempCheck& chipTemp) {
 
 }  // namespace
 
-void printSummary() {
+void printSummary(const SummaryItems& items) {
     reportLine("----------------------------------------------------------------\nR8测试结果如下:\n");
     reportLine("USB口       : %d  \nSATA口      : %d  \n", static_cast<int>(runResults.usbFoundCount),
                static_cast<int>(runResults.sataFoundCount));
     const ChipTempCheck chipTemp = checkChipTemp();
     if (consoleMode == 0) {
-        reportItems(chipTemp);
-    } else if (runPassed(chipTemp)) {
+        reportItems(items, chipTemp);
+    } else if (runPassed(items, chipTemp)) {
         showPassed();
     } else {
-        showFailed(chipTemp);
+        showFailed(items, chipTemp);
     }
     reportLine("----------------------------------------------------------------\n");
 }

@@ -76,7 +76,7 @@ leave() {
     [ -z "$guard" ] || finish $guard
     removePipe
 }
-finishable() { pause="" && trap "kill \$pause \$reader; exit" VTALRM; }
+finishable() { finished="" && trap "finished=yes" VTALRM; }
 # The tool and all that it started, known by its environment.
 findFamily() {
     family=""
@@ -84,11 +84,12 @@ findFamily() {
         entry=${entry#/proc/} family="$family${entry%/environ} "
     done
 }
-# Sleeps so that a signal does not wait for its end.
+# Sleeps so that a signal does not wait for its end. A helper that is to finish does so here, where it knows all of
+# its children.
 nap() {
     sleep "$1" &
-    pause=$!
-    while wait $pause; [ $? -gt 128 ]; do :; done
+    while [ -z "$finished" ] && wait $!; [ $? -gt 128 ]; do :; done
+    [ -z "$finished" ] || { kill $! $reader; exit; }
 }
 endTool() {
     finishable
@@ -96,13 +97,18 @@ endTool() {
     nap 2
     kill -KILL $tool
 }
-# The reason, from the guard or from whoever sends us a signal. Nobody listens any more after silence.
+startKiller() {
+    [ -n "$killer" ] || { { exec >/dev/null 3<&- 4<&- 6>&-; endTool; } & killer=$!; }
+}
+# The reason, from the guard or from whoever sends us a signal: the first one counts. A shell runs a trap between any
+# two commands, even of another trap; so the reason is taken in one command, and what follows is done only once.
+# Nobody listens any more after silence.
 stop() {
-    interrupted=yes
+    why=${why:-$1} interrupted=yes
+    trap "interrupted=yes" HUP INT TERM USR2 ALRM
+    trap "interrupted=yes; kill -KILL \$copier" USR1
     [ "$1" != silence ] || kill -KILL $copier
-    [ -z "$why" ] || return 0
-    why=$1
-    [ -z "$tool" ] || { { exec >/dev/null 3<&- 4<&- 6>&-; endTool; } & killer=$!; }
+    [ -z "$tool" ] || startKiller
 }
 # PID: its status. A signal ends a wait early; a second wait for the same process gives 127.
 await() {
@@ -176,8 +182,7 @@ guard=$!
     exec "$@" </dev/null >&6 2>&6 3<&- 4<&- 6>&-
 } &
 tool=$!
-early=$why why="" # a signal that came before we knew whom to end
-[ -z "$early" ] || stop "$early"
+[ -z "$why" ] || startKiller # a signal that came before we knew whom to end
 mark started "$tool"
 
 await $tool

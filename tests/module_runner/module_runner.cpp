@@ -13,10 +13,10 @@
 #include "r8/alarm/iop_test.h"
 #include "r8/board/board_config.h"
 #include "r8/board/buzzer_watchdog.h"
+#include "r8/driver/board_tests.h"
 #include "r8/driver/pm_update_run.h"
 #include "r8/driver/report/report_channel.h"
 #include "r8/driver/report/run_results.h"
-#include "r8/driver/summary.h"
 #include "r8/net/nic.h"
 #include "r8/panel/front_board_test.h"
 #include "r8/rtc/rtc_test.h"
@@ -130,7 +130,7 @@ constexpr struct {
     {"closeStandardInput", [](int) { return closeStandardInput(), 0; }},
     {"loadBoardConfig", [](int) { return showBoardConfig(), 0; }},
     {"beep", [](int count) { return beep(count), 0; }},
-    {"printSummary", [](int) { return printSummary(), 0; }},
+    {"printSummary", [](int) { return summarizeRun(), 0; }},
     {"sataPortTest", [](int) { return sataPortTest(), 0; }},
     {"UsbPortTest", [](int) { return (void)UsbPortTest(), 0; }},
     {"iopTest", [](int) { return iopTest(); }},

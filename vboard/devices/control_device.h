@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -24,6 +25,8 @@ class ControlDevice : public Device, public Node {
     BootParams bootParams = {};
     std::uint32_t stepGate = 0;
     std::int8_t chipTemperature = 45;  // degrees Celsius
+    std::map<unsigned, std::vector<std::uint8_t>>
+        answers;  // of a request's code, instead of the device's own
 
     // To look at after a run.
     bool buzzerOn = false;
