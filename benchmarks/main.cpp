@@ -91,6 +91,7 @@ int main(int argc, char** argv) {
     (void)std::setvbuf(stdout, nullptr, _IONBF, 0);  // as the tool has it
     printRatios(runBenchmarks());
     measureFullRun();
+    measureHandOver();
     printFirmwareRequests();
     return 0;
 }

@@ -16,5 +16,8 @@ void printRatio(const char* what, double cost, double least, const char* unit, d
 // A full run on the healthy virtual board: wall time, virtual time over the waits in it, peak memory.
 void measureFullRun();
 
+// A request on the virtual board in wall time, on an idle and on a loaded machine.
+void measureHandOver();
+
 // Requests that a firmware upload and a verification of the largest image make for each word of it.
 void printFirmwareRequests();
