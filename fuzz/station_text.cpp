@@ -55,11 +55,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     interpreter.finish(1, {}, false);
     MUST(interpreter.run.outcome == station::Outcome::incomplete);  // no end marker is a whole record here
     station::judgeClock(interpreter.run, station::ClockJudge::automatic, nullptr);
-    for (const auto& [label, value] : std::get<station::cpldItem>(interpreter.run.measured).labels) {
+    for (const auto& [label, value] : interpreter.run.values<station::BoardDescription>().labels) {
         mustBeSafe(label);
         mustBeSafe(value);
     }
-    for (const station::Drive& drive : std::get<station::sataItem>(interpreter.run.measured).drives) {
+    for (const station::Drive& drive : interpreter.run.values<station::Sata>().drives) {
         mustBeSafe(drive.device + drive.serial.value_or("") + drive.model.value_or(""));
     }
     return 0;

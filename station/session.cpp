@@ -76,8 +76,8 @@ std::optional<bool> Session::askAboutClock() const {
     }
     giveBackSignals();
     (void)tcflush(STDIN_FILENO, TCIFLUSH);  // what was typed before the question is no answer to it
-    for (const ClockPair& pair : std::get<clockItem>(interpreter_.run.measured).pairs) {
-        std::cout << "  " << pair.clock << "   " << pair.system << '\n';
+    for (const ClockPair& pair : interpreter_.run.values<ClockTimes>().pairs) {
+        std::cout << "  " << pair.clock << "   " << pair.system.value_or("") << '\n';
     }
     std::cout << (language_ == Language::english ? "Do clock (left) and system time (right) agree? [y/n] "
                                                  : "时钟时间(左)与系统时间(右)一致吗? [y/n] ")
@@ -90,6 +90,11 @@ std::optional<bool> Session::askAboutClock() const {
         std::cout << "[y/n] " << std::flush;
     }
     return std::nullopt;
+}
+
+void Session::withdraw() {
+    view_.eraseStatus();
+    attempt_.withdraw();
 }
 
 ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {

@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -67,24 +68,39 @@ inline const std::vector<std::string>& healthyTexts() {
     return texts;
 }
 
-// What another board says from the first text that begins with from up to the next that begins with until.
+// How a text begins. The announcement of a step begins with "步:" and its title, whatever its number and
+// whether the title follows on the same line, on the next or in the next text.
+inline std::string beginOf(const std::vector<std::string>& texts, std::size_t index) {
+    const std::size_t colon = texts[index].find("步:");
+    if (!texts[index].starts_with("第") || colon == std::string::npos) {
+        return texts[index];
+    }
+    const std::string title = texts[index].substr(colon + std::strlen("步:"));
+    return "步:" + (title.empty() ? texts.at(index + 1) : title.substr(title[0] == '\n' ? 1 : 0));
+}
+
+// What another board says from the first text that begins with from up to the next that begins with until;
+// instead of that one text where until is empty.
 struct Change {
-    std::string from, until, instead = {};
+    std::string from, until = {}, instead = {};
 };
 
-inline std::vector<std::string> changedTexts(const Change& change) {
-    std::vector<std::string> texts = healthyTexts();
-    const auto find = [&](auto start, const std::string& begin) {
-        return std::find_if(start, texts.end(), [&](const auto& text) { return text.starts_with(begin); });
-    };
-    if (!change.from.empty()) {
-        const auto first = find(texts.begin(), change.from);
-        const auto last = find(first, change.until);
-        if (last == texts.end()) {
-            throw std::runtime_error("no text from " + change.from + " until " + change.until);
-        }
-        texts.insert(texts.erase(first, last), change.instead);
+inline std::vector<std::string> changedTexts(const Change& change,
+                                             std::vector<std::string> texts = healthyTexts()) {
+    if (change.from.empty()) {
+        return texts;
     }
+    const auto find = [&](std::size_t index, const std::string& begin) {
+        while (!beginOf(texts, index).starts_with(begin)) {
+            if (++index == texts.size()) {
+                throw std::runtime_error("no text from " + change.from + " until " + change.until);
+            }
+        }
+        return texts.begin() + static_cast<std::ptrdiff_t>(index);
+    };
+    const auto first = find(0, change.from);
+    const auto last = find(static_cast<std::size_t>(first - texts.begin()) + 1, change.until);
+    texts.insert(texts.erase(first, last), change.instead);
     return texts;
 }
 

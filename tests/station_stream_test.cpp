@@ -46,7 +46,7 @@ TEST(StationStream, cutAfterAnyByteIsIncompleteAndKeepsWhatCame) {
     }
     EXPECT_TRUE(interpret(bytes).reasons.empty());
     const TestRun cutInDrive = interpret(bytes.substr(0, bytes.find("VB-DISK")));
-    EXPECT_EQ(std::get<sataItem>(cutInDrive.measured).drives[0].serial, "VB-40A1170231");
+    EXPECT_EQ(cutInDrive.values<Sata>().drives[0].serial, "VB-40A1170231");
 }
 
 TEST(StationStream, garbageEndsTheFramingWithoutMemoryForIt) {
@@ -103,7 +103,7 @@ TEST(StationStream, toolGoneWildTakesALimitedAmountOfMemory) {
         EXPECT_LE(lines, 20000u) << text;
         EXPECT_LE(bytes, 4'300'000u) << text;
         EXPECT_LE(interpreter.run.steps.size(), lines + 2) << text;
-        EXPECT_LE(std::get<networkItem>(interpreter.run.measured).cards.size(), lines) << text;
+        EXPECT_LE(interpreter.run.values<Network>().cards.size(), lines) << text;
         EXPECT_LE(interpreter.run.unknown.size(), 10u) << text;
         EXPECT_EQ(interpreter.run.outcome, Outcome::incomplete) << text;
     }

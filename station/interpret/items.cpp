@@ -3,47 +3,41 @@
 #include <algorithm>
 #include <utility>
 
-#include "station/interpret/step_lines.h"
-#include "station/interpret/storage_lines.h"
-#include "station/interpret/verdict_words.h"
-
 namespace station {
-
-constexpr std::array<ItemRow, itemCount> itemRows = {{
-    {networkItem, "network", "网络状态", "网络状态", "Network", false, readNetworkLine, readVerdict, nullptr,
-     networkLacks},
-    {rs485Item, "rs485", "485口", "485测试", "RS485", false, readRs485Line, readVerdict, nullptr, nullptr},
-    {alarmItem, "alarm", "报警口", "", "Alarm inputs and outputs", false, readAlarmLine, readVerdict,
-     alarmIdle, nullptr},
-    {usbItem, "usb", "USB口", "USB口测试", "USB ports", true, readUsbLine, readUsbVerdict, usbIdle, usbLacks},
-    {cpldItem, "cpld", "CPLD", "CPLD信息", "Board description", true, readBoardLine, readVerdict, nullptr,
-     nullptr},
-    {sataItem, "sata", "SATA口", "SATA硬盘测试", "SATA ports", true, readSataLine, readSataVerdict, sataIdle,
-     sataLacks},
-    {clockItem, "clock", "Rtc时钟", "开始测试RTC", "Real-time clock", true, readClockLine, readClockVerdict,
-     nullptr, nullptr},
-    {chipTemperatureItem, "chip-temperature", "芯片温度", "", "Chip temperature", false, nullptr, nullptr,
-     nullptr, nullptr},
-}};
 
 namespace {
 
-constexpr bool inOrder() {
-    for (std::size_t i = 0; i < itemCount; ++i) {
-        if (itemRows[i].index != i) {
-            return false;
-        }
-    }
-    return true;
+template <typename... Values>
+constexpr std::array<const ItemRow*, sizeof...(Values)> rowsOf(const std::tuple<Values...>*) {
+    return {&Values::row...};
 }
-static_assert(inOrder(), "a row for each item, in the order of ItemIndex");
 
 }  // namespace
 
+constinit const std::array<const ItemRow*, itemCount> itemRows =
+    rowsOf(static_cast<const Measured*>(nullptr));
+
+std::array<Item, itemCount> itemsBeforeTheRun() {
+    std::array<Item, itemCount> items = {};
+    for (std::size_t i = 0; i < itemCount; ++i) {
+        items[i].row = itemRows[i];
+    }
+    return items;
+}
+
+bool Item::isOfThisBoard() const {
+    return row->presence != Presence::whereNamed || verdict.has_value();
+}
+
 const ItemRow* itemWith(std::string_view ItemRow::*field, std::string_view text) {
     const auto found = std::find_if(itemRows.begin(), itemRows.end(),
-                                    [&](const ItemRow& row) { return row.*field == text; });
-    return found == itemRows.end() || text.empty() ? nullptr : found;
+                                    [&](const ItemRow* row) { return row->*field == text; });
+    return found == itemRows.end() || text.empty() ? nullptr : *found;
+}
+
+Item& itemOf(TestRun& run, const ItemRow& row) {
+    return *std::find_if(run.items.begin(), run.items.end(),
+                         [&row](const Item& item) { return item.row == &row; });
 }
 
 std::string_view englishName(std::string_view name) {
@@ -61,6 +55,21 @@ std::string_view englishName(std::string_view name) {
         }
     }
     return "";
+}
+
+void markBroken(Item& item, std::string_view line) {
+    if (item.broken.empty()) {
+        item.broken = line;
+    }
+}
+
+void markNotSeen(Item& item, std::string_view line, std::initializer_list<std::string_view> texts) {
+    for (const std::string_view text : texts) {
+        if (line.find(text) != std::string_view::npos) {
+            item.announced = true;
+            item.contradiction = text;
+        }
+    }
 }
 
 }  // namespace station

@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <tuple>
+#include <type_traits>
 #include <vector>
 
 #include "station/interpret/measured.h"
@@ -50,25 +50,9 @@ struct Step {
     std::vector<Line> lines;
 };
 
-// An item that the tool's summary gives a verdict on; its row in station/interpret/items.cpp says the rest.
-enum ItemIndex {
-    networkItem,
-    rs485Item,
-    alarmItem,
-    usbItem,
-    cpldItem,
-    sataItem,
-    clockItem,
-    chipTemperatureItem,  // the only one that most boards do not have
-    itemCount
-};
-
-// In the order of the items.
-using Measured = std::tuple<Network, Rs485, Alarm, Usb, BoardDescription, Sata, ClockTimes, ChipTemperature>;
-static_assert(std::tuple_size_v<Measured> == itemCount);
-
 // One item of this run. The outcome is settled at the end, from what stands below it.
 struct Item {
+    const ItemRow* row;
     Outcome outcome = Outcome::incomplete;
     std::string reason;           // why it did not simply pass
     std::optional<bool> verdict;  // the summary's word
@@ -77,6 +61,19 @@ struct Item {
     bool checked = false;         // a line of the step shows that something was looked at
     std::string contradiction;    // a line that does not go with a summary that says passed
     std::string broken;           // the first line that should say something and does not
+
+    bool isOfThisBoard() const;  // belongs to its run at all
+};
+
+// Every item, with nothing known of it yet.
+std::array<Item, itemCount> itemsBeforeTheRun();
+
+// Who the board says it is; empty: not printed.
+struct Board {
+    std::vector<std::string> macs;
+    std::string pcb;
+    std::string cpldDate;
+    std::string deviceType;
 };
 
 // How the run ended, seen from outside of the tool.
@@ -84,13 +81,14 @@ struct ToolEnd {
     std::optional<int> exitStatus;
     int signal = 0;  // that killed it
     bool timedOut = false;
-    bool interrupted = false;  // the station was told to stop
+    bool interrupted = false;   // the station was told to stop
+    std::string brokeOff = {};  // why the way to the tool ended before the tool; empty: it did not
 };
 
 // Everything that the record says about the run. Texts are UTF-8.
 struct TestRun {
     std::vector<Step> steps;
-    std::array<Item, itemCount> items;
+    std::array<Item, itemCount> items = itemsBeforeTheRun();
     Measured measured;
     Board board;
     std::vector<std::string> reasons;  // why the run is incomplete; empty: it is complete
@@ -101,9 +99,22 @@ struct TestRun {
     bool ended = false;           // the end marker came
     double seconds = 0;
 
-    // Whether the item belongs to this board's run at all.
-    bool has(std::size_t item) const {
-        return item != chipTemperatureItem || items[item].verdict.has_value();
+    // By the struct of its values.
+    template <typename Values>
+    Item& item() {
+        return items[indexOf<Values>()];
+    }
+    template <typename Values>
+    const Item& item() const {
+        return items[indexOf<Values>()];
+    }
+    template <typename Values>
+    Values& values() {
+        return std::get<Values>(measured);
+    }
+    template <typename Values>
+    const Values& values() const {
+        return std::get<Values>(measured);
     }
 
     // Remembers a text where only known ones may stand; the first few, for a tool gone wild has no end of
@@ -112,6 +123,16 @@ struct TestRun {
         constexpr std::size_t mostUnknown = 10;
         if (unknown.size() < mostUnknown) {
             unknown.emplace_back(text);
+        }
+    }
+
+  private:
+    template <typename Values, std::size_t index = 0>
+    static constexpr std::size_t indexOf() {
+        if constexpr (std::is_same_v<Values, std::tuple_element_t<index, Measured>>) {
+            return index;
+        } else {
+            return indexOf<Values, index + 1>();
         }
     }
 };

@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "station/interpret/items.h"
-#include "station/interpret/step_lines.h"
 #include "station/interpret/summary_lines.h"
 #include "station/interpret/text.h"
 #include "station/interpret/verdict.h"
@@ -52,7 +51,7 @@ void RunInterpreter::nameStep(std::string_view name, std::string_view title) {
     current().title = title;
     titlePending_ = false;
     if (const ItemRow* const row = itemWith(&ItemRow::name, name)) {
-        run.items[row->index].announced = true;
+        itemOf(run, *row).announced = true;
     }
     onStep(current());
 }
@@ -117,7 +116,7 @@ void RunInterpreter::pipeLine(double at, std::string_view line) {
         nameStep("summary", "R8测试结果");
     } else if (mayBeAlarm && isAlarmLine(line)) {
         beginStep(at, 0);
-        nameStep("alarm", itemRows[alarmItem].title);  // the one test that has no line of its own
+        nameStep("alarm", Alarm::row.title);  // the one test that has no line of its own
     }
     keep(at, Source::pipe, line);
     look(line);

@@ -37,7 +37,7 @@ Judgement judge(const TestRun& run, const ItemRow& row, const Item& item) {
     if (!item.broken.empty()) {
         return {Outcome::incomplete, "a line that can not be read: " + item.broken};
     }
-    if (!item.announced && row.alwaysRuns) {
+    if (!item.announced && row.presence == Presence::everyBoard) {
         return {Outcome::incomplete, "its step, which every run has, did not come"};
     }
     if (!idle.empty()) {
@@ -87,6 +87,9 @@ std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool
     if (end.interrupted) {
         reasons.push_back("the station was stopped");
     }
+    if (!end.brokeOff.empty()) {
+        reasons.push_back(end.brokeOff);
+    }
     if (end.signal != 0) {
         reasons.push_back("the tool was killed by signal " + std::to_string(end.signal));
     } else if (end.exitStatus.value_or(0) != 0) {
@@ -115,7 +118,7 @@ std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool
 // None when it can't be told: the test prints three pairs, and where a time was lost the others belong to the
 // wrong ones.
 std::optional<bool> clockAgrees(const TestRun& run) {
-    const std::vector<ClockPair>& pairs = std::get<clockItem>(run.measured).pairs;
+    const std::vector<ClockPair>& pairs = run.values<ClockTimes>().pairs;
     if (pairs.size() != clockPairs || !pairs.back().differenceSeconds) {
         return std::nullopt;
     }
@@ -133,8 +136,8 @@ void settleOutcome(TestRun& run) {
     }
     run.outcome = Outcome::passed;
     for (const Outcome outcome : order) {
-        for (std::size_t i = 0; i < itemCount; ++i) {
-            if (run.has(i) && run.items[i].outcome == outcome) {
+        for (const Item& item : run.items) {
+            if (item.isOfThisBoard() && item.outcome == outcome) {
                 run.outcome = outcome;
                 return;
             }
@@ -149,16 +152,15 @@ void settleRun(TestRun& run, const ToolEnd& end, bool torn) {
     for (std::string& reason : endReasons(run, end, torn)) {
         run.reasons.push_back(std::move(reason));
     }
-    for (const ItemRow& row : itemRows) {
-        Item& item = run.items[row.index];
-        auto [outcome, reason] = judge(run, row, item);
+    for (Item& item : run.items) {
+        auto [outcome, reason] = judge(run, *item.row, item);
         settle(item, outcome, std::move(reason));
     }
     settleOutcome(run);
 }
 
 void judgeClock(TestRun& run, ClockJudge judgement, const std::function<std::optional<bool>()>& ask) {
-    Item& item = run.items[clockItem];
+    Item& item = run.item<ClockTimes>();
     if (item.outcome != Outcome::needsPerson || judgement == ClockJudge::leave) {
         return;
     }

@@ -75,10 +75,10 @@ Case wholeRun(const TestRun& run) {
 
 std::vector<Case> casesOf(const TestRun& run) {
     std::vector<Case> cases;
-    for (const ItemRow& row : itemRows) {
-        if (run.has(row.index)) {
-            const Item& item = run.items[row.index];
-            cases.push_back({std::string(row.name), item.outcome, item.reason, secondsOf(run, row.name)});
+    for (const Item& item : run.items) {
+        if (item.isOfThisBoard()) {
+            const std::string name(item.row->name);
+            cases.push_back({name, item.outcome, item.reason, secondsOf(run, name)});
         }
     }
     cases.push_back(wholeRun(run));

@@ -105,11 +105,10 @@ void LiveView::showVerdict(const AttemptInfo& info, const TestRun& run, const st
                       padToWidth(word, 14).c_str(), terminal_ ? plain : "", text.c_str());
     };
     (void)fputc('\n', output_);
-    for (std::size_t i = 0; i < itemCount; ++i) {
-        const Item& item = run.items[i];
-        if (run.has(i)) {
-            row(item.outcome, titleOf(itemRows[i].name, itemRows[i].title) +
-                                  (item.reason.empty() ? "" : ": " + item.reason));
+    for (const Item& item : run.items) {
+        if (item.isOfThisBoard()) {
+            row(item.outcome,
+                titleOf(item.row->name, item.row->title) + (item.reason.empty() ? "" : ": " + item.reason));
         }
     }
     for (const std::string& reason : run.reasons) {

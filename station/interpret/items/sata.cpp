@@ -1,8 +1,6 @@
-#include "station/interpret/storage_lines.h"
-
 #include <algorithm>
 
-#include "station/interpret/step_lines.h"
+#include "station/interpret/items.h"
 #include "station/interpret/text.h"
 
 namespace station {
@@ -38,45 +36,10 @@ bool isWhole(const Drive& drive) {
     return drive.serial && drive.model && drive.firmware && drive.capacityGiB;
 }
 
-}  // namespace
-
-void readUsbLine(TestRun& run, std::string_view line) {
-    constexpr std::string_view statfsFailed = "Failed to statfs";  // comes without a line break
-    constexpr std::string_view middle = " 剩余空间 = ";
-    Item& item = run.items[usbItem];
-    Usb& usb = std::get<usbItem>(run.measured);
-    while (line.starts_with(statfsFailed)) {
-        ++usb.unreadableDisks;
-        line.remove_prefix(statfsFailed.size());
-    }
-    if (line.find("3.0USB") != std::string_view::npos) {
-        usb.usb3 = line.starts_with("找到");
-    } else if (line.starts_with("/dev/")) {
-        const std::size_t nameEnd = std::min(line.find(middle), line.size());
-        std::int64_t mebibytes = 0;
-        if (LineScanner scan{line.substr(nameEnd)}; scan.text(middle).number(mebibytes).text("M")) {
-            usb.disks.push_back({std::string(line.substr(0, nameEnd)), mebibytes});
-        } else {
-            markBroken(item, line);
-        }
-    }
-}
-
-// A board without any description fails by that; its number of ports is nobody's fault then.
-std::string usbLacks(const TestRun& run) {
-    const Usb& usb = std::get<usbItem>(run.measured);
-    const bool agree = usb.found && usb.found == usb.expected;
-    return agree || !run.items[cpldItem].checked ? "" : "the number of ports and what was found do not agree";
-}
-
-std::string usbIdle(const TestRun& run) {
-    const Usb& usb = std::get<usbItem>(run.measured);
-    return usb.expected == 0 && usb.found == 0 ? "the board has none" : "";
-}
-
-void readSataLine(TestRun& run, std::string_view line) {
-    Item& item = run.items[sataItem];
-    Sata& sata = std::get<sataItem>(run.measured);
+// "设备有4个sata口", "/dev/sda", "序列号    :...", "/dev/esda 不存在"
+void readLine(TestRun& run, std::string_view line) {
+    Item& item = run.item<Sata>();
+    Sata& sata = run.values<Sata>();
     std::int64_t ports = 0;
     const std::size_t nameEnd = std::min(line.find(' '), line.size());
     const std::string device(line.substr(0, nameEnd));
@@ -96,8 +59,21 @@ void readSataLine(TestRun& run, std::string_view line) {
     }
 }
 
-std::string sataLacks(const TestRun& run) {
-    const Sata& sata = std::get<sataItem>(run.measured);
+// Also the count of what was found, and "端口1,3无连接".
+bool readVerdict(TestRun& run, Item& item, std::string_view verdict) {
+    if (const Count count = countIn(verdict)) {
+        run.values<Sata>().found = count;
+    } else if (verdict.starts_with("端口") && verdict.ends_with("无连接")) {
+        addVerdict(item, false, verdict);
+    } else {
+        return readPlainVerdict(run, item, verdict);
+    }
+    return true;
+}
+
+// A line for each port, every field of each drive, and as many drives as the summary counts.
+std::string lacks(const TestRun& run) {
+    const Sata& sata = run.values<Sata>();
     const auto drives = static_cast<std::int64_t>(sata.drives.size());
     const bool whole = std::all_of(sata.drives.begin(), sata.drives.end(), isWhole);
     const auto ports = drives + static_cast<std::int64_t>(sata.missing.size());
@@ -107,10 +83,21 @@ std::string sataLacks(const TestRun& run) {
     return whole && sata.found == drives ? "" : "lines of the drives do not agree with their number";
 }
 
-std::string sataIdle(const TestRun& run) {
-    return std::get<sataItem>(run.measured).expected == 0 && !run.items[sataItem].checked
-               ? "the board has none"
-               : "";
+std::string idle(const TestRun& run) {
+    return run.values<Sata>().expected == 0 && !run.item<Sata>().checked ? "the board has none" : "";
 }
+
+}  // namespace
+
+const ItemRow Sata::row = {
+    .name = "sata",
+    .title = "SATA口",
+    .stepTitle = "SATA硬盘测试",
+    .english = "SATA ports",
+    .readLine = readLine,
+    .readVerdict = readVerdict,
+    .idle = idle,
+    .lacks = lacks,
+};
 
 }  // namespace station
