@@ -1,6 +1,7 @@
 #include "emulated/far_ends.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 
 namespace emulated {
@@ -28,7 +29,9 @@ std::string hexNumber(std::uint32_t number) {
 }  // namespace
 
 FarEnds::FarEnds(vboard::VirtualBoard& board) : board_(board), faults_(board.settings.faults) {
+    machine_.epoch = board.epoch;
     board.control.plugIn(machine_);
+    board.clockChip.plugIn(machine_);
     board.panel.plugIn(machine_);
     board.rs485.plugIn(machine_);
     if (board.panel.present) {
@@ -77,6 +80,18 @@ void FarEnds::answer(ControlMessage& message) {
     entry.refused = result.refused;
     message.value = static_cast<std::uint32_t>(result.value);
     trace.push_back(entry);
+}
+
+void FarEnds::answerClock(ControlMessage& message) {
+    const std::span<std::uint8_t> data(message.data,
+                                       std::min<std::size_t>(message.size, sizeof message.data));
+    const vboard::RequestShape* known =
+        vboard::findShape(board_.clockChip.requests(), message.code, data.size());
+    const vboard::Result result = known == nullptr
+                                      ? vboard::Result::failure(ENOTTY)
+                                      : board_.clockChip.ioctl({message.code, message.value, data});
+    message.error = result.error;
+    message.value = 0;
 }
 
 void FarEnds::hear(vboard::SerialLine& line, std::string_view bytes) {

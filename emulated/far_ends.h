@@ -27,8 +27,9 @@ class FarEnds {
     vboard::Time nextEvent() const { return machine_.clock.nextEvent(); }
     vboard::Clock& clock() { return machine_.clock; }
 
-    // Answers a request in place.
+    // Answers a request on the control device, or on the clock chip, in place.
     void answer(ControlMessage& message);
+    void answerClock(ControlMessage& message);
 
     // Bytes that the machine sent on a line, and those that came in for it since.
     static void hear(vboard::SerialLine& line, std::string_view bytes);

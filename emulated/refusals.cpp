@@ -1,6 +1,6 @@
 #include "emulated/refusals.h"
 
-#include <algorithm>
+#include "emulated/hardware.h"
 
 namespace emulated {
 
@@ -45,7 +45,6 @@ void lookAtDisks(const VirtualBoard& board, Refusals& refusals) {
     refusals.when(board.firmware.content.has_value(),
                   "firmwareImage: there is no port multiplier to write it to");
     for (const auto& [name, drive] : board.drives.drives) {
-        refusals.when(drive.silent, "drive " + name + ": one that refuses IDENTIFY DEVICE");
         refusals.when(drive.unsized, "drive " + name + ": one that does not tell its size");
     }
 }
@@ -76,15 +75,15 @@ std::vector<std::string> refusalsOf(const VirtualBoard& board) {
     lookAtRun(board, refusals);
     lookAtDisks(board, refusals);
     lookAtUsb(board, refusals);
-    refusals.when(board.clockChip.drift.count() != 0, "clockChip.drift");
-    refusals.when(board.clockChip.unreadable, "clockChip.unreadable");
-    for (const auto& [name, interface] : board.network.interfaces) {
-        refusals.when(interface.speed != 1000 && interface.speed != 100,
-                      "network.interface " + name + ": a speed other than 1000 and 100");
-        refusals.when(!interface.fullDuplex, "network.interface " + name + ": half duplex");
+    for (const auto& [name, card] : cardsOf(board)) {
+        const vboard::NetworkInterface& interface = board.network.interfaces.at(name);
+        refusals.when(card == nullptr,
+                      "network.interface " + name + ": more than two cards at 1000, one at 100");
+        refusals.when(card != nullptr && card->speed == 1000 && !interface.fullDuplex,
+                      "network.interface " + name + ": half duplex at 1000");
     }
-    refusals.when(board.rs485.line.receiveTrigger != 1,
-                  "rs485.receiveTrigger: the emulated port has its own");
+    refusals.when(board.rs485.corruptedByte != 0,
+                  "rs485.corruptedByte: how many bytes arrive, and count, together is the port's own");
     return refusals.found;
 }
 

@@ -1,14 +1,11 @@
 #include "emulated/run.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -21,118 +18,81 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds bootLimit{90};
-constexpr std::size_t readBytes = 4096;
+constexpr double assemblySeconds = 240;  // for the machine's start and the board's assembly, on a busy host
 
 }  // namespace
 
-Run::Run(const Options& options, vboard::VirtualBoard& board, const std::vector<std::string>& toolArguments)
-    : options_(options),
+Run::Run(Machine& machine, const Case& which, vboard::VirtualBoard& board, const Streams& streams,
+         double limitSeconds)
+    : machine_(machine),
       board_(board),
-      qemu_(options.machine),
+      streams_(streams),
+      limitSeconds_(limitSeconds),
+      begin_(machine.sincePowerOn()),
+      plan_(makePlan(board, which, machine.hardware(), machine.plugs())),
       farEnds_(board),
-      plan_(makePlan(board, toolArguments, folder_.path)),
-      console_(stdout, options.raw, options.timestamps),
-      errors_(stderr, options.raw, options.timestamps) {}
+      console_(streams.output, streams.raw, streams.timestamps),
+      errors_(streams.errors, streams.raw, streams.timestamps) {
+    const auto hear = [&machine](Channel channel, Machine::Listener listener) {
+        machine.onBytes(channel, std::move(listener));
+    };
+    hear(Channel::panel, [this](std::string_view bytes) { FarEnds::hear(board_.panel.line, bytes); });
+    hear(Channel::rs485, [this](std::string_view bytes) { FarEnds::hear(board_.rs485.line, bytes); });
+    hear(Channel::output, [this](std::string_view bytes) { console_.show(sinceToolStart(), bytes); });
+    hear(Channel::errors, [this](std::string_view bytes) { errors_.show(sinceToolStart(), bytes); });
+    hear(Channel::records, [this](std::string_view bytes) { hearRecords(bytes); });
+    hear(Channel::agent, [this](std::string_view bytes) { hearAgent(bytes); });
+    hear(Channel::control,
+         [this](std::string_view bytes) { answer(Channel::control, controlRequest_, bytes); });
+    hear(Channel::clock, [this](std::string_view bytes) { answer(Channel::clock, clockRequest_, bytes); });
+}
+
+Run::~Run() {
+    for (std::size_t channel = 0; channel < channelCount; ++channel) {
+        machine_.onBytes(static_cast<Channel>(channel), nullptr);
+    }
+    if (fifo_ >= 0) {
+        (void)close(fifo_);
+    }
+}
+
+void Run::say(const std::string& text) const {
+    (void)std::fprintf(streams_.remarks, "emulated: %s\n", text.c_str());
+    (void)std::fflush(streams_.remarks);
+}
 
 vboard::Time Run::sinceToolStart() const {
     return toolStart_ ? vboard::Time(SteadyClock::now() - *toolStart_) : vboard::Time(0);
 }
 
-// In the order in which they are looked at: what was sent on a line comes before the request that follows it.
-void Run::openChannels() {
-    panel_ = qemu_.addChannel("panel");
-    rs485_ = qemu_.addChannel("rs485");
-    qemu_.add({"-chardev", "null,id=unused0", "-chardev", "null,id=unused2", "-device",
-               "pci-serial-4x,chardev1=unused0,chardev2=rs485,chardev3=unused2,chardev4=panel"});
-    monitor_ = qemu_.addChannel("monitor");
-    qemu_.add({"-mon", "chardev=monitor,mode=control", "-S"});
-    connect(panel_, [this](std::string_view bytes) { FarEnds::hear(board_.panel.line, bytes); });
-    connect(rs485_, [this](std::string_view bytes) { FarEnds::hear(board_.rs485.line, bytes); });
-    connect(monitor_, [this](std::string_view bytes) {
-        if (bytes.find("\"error\"") != std::string_view::npos) {
-            stopReason_ = "qemu refused: " + std::string(bytes);
-        }
-    });
-    out_ = qemu_.addPort("out");
-    connect(out_, [this](std::string_view bytes) { console_.show(sinceToolStart(), bytes); });
-    connect(qemu_.addPort("err"), [this](std::string_view bytes) { errors_.show(sinceToolStart(), bytes); });
-    connect(qemu_.addPort("records"), [this](std::string_view bytes) { hearRecords(bytes); });
-    agent_ = qemu_.addPort("agent");
-    controlPort_ = qemu_.addPort("control");
-    connect(controlPort_, [this](std::string_view bytes) { hearControl(bytes); });
-    connect(agent_,
-            [this](std::string_view bytes) { hearAgent(bytes); });  // last: "ended" means that all is read
-}
-
-void Run::startMachine(const std::vector<std::string>& monitor) {
-    const std::filesystem::path log = std::filesystem::path(options_.machine) / "console.log";
-    powerOn_ = SteadyClock::now();
-    qemu_.start(log);
-    say("Debian's kernel boots on an emulated 32-bit ARM machine, this takes some 10 s (its log: " +
-        log.string() + ")");
-    sendAll(monitor_, "{\"execute\":\"qmp_capabilities\"}");
-    for (const std::string& command : monitor) {
-        sendAll(monitor_, command);
-    }
-    sendAll(monitor_, "{\"execute\":\"cont\"}");
-}
-
-int Run::pollTimeout() const {
-    constexpr int atLeastEvery = 1000;  // ms, for the limits
+std::chrono::milliseconds Run::patience() const {
+    using std::chrono::milliseconds;
+    constexpr milliseconds atLeastEvery(1000);  // for the limits
     if (!toolStart_ || !farEnds_.hasEvents()) {
         return atLeastEvery;
     }
-    const auto left =
-        std::chrono::ceil<std::chrono::milliseconds>(farEnds_.nextEvent() - sinceToolStart()).count();
-    return static_cast<int>(std::clamp<std::int64_t>(left, 0, atLeastEvery));
-}
-
-// False when the channel has nothing more to say now.
-bool Run::take(Channel& channel) {
-    char bytes[readBytes];
-    const ssize_t count = read(channel.fd, bytes, sizeof bytes);
-    if (count > 0) {
-        channel.receive({bytes, static_cast<std::size_t>(count)});
-        return true;
-    }
-    if (count == 0 || errno != EAGAIN) {
-        stopReason_ = stopReason_.empty() ? "the emulated machine went away" : stopReason_;
-    }
-    return false;
+    const auto left = std::chrono::ceil<milliseconds>(farEnds_.nextEvent() - sinceToolStart());
+    return std::clamp(left, milliseconds(0), atLeastEvery);
 }
 
 void Run::serveLines() {
     farEnds_.catchUp(sinceToolStart());
-    if (farEnds_.isSending()) {
+    if (farEnds_.isSending() || status_) {
         return;
     }
     if (board_.panel.present) {
-        sendAll(panel_, FarEnds::say(board_.panel.line));
+        machine_.send(Channel::panel, FarEnds::say(board_.panel.line));
     }
     if (board_.rs485.present) {
-        sendAll(rs485_, FarEnds::say(board_.rs485.line));
+        machine_.send(Channel::rs485, FarEnds::say(board_.rs485.line));
     }
 }
 
-void Run::listen() {
-    std::vector<pollfd> waiting;
-    for (const Channel& channel : channels_) {
-        waiting.push_back({channel.fd, POLLIN, 0});
-    }
-    (void)poll(waiting.data(), waiting.size(),
-               pollTimeout());  // an interrupted one is as good as a short one
-    serveLines();
-    for (Channel& channel : channels_) {
-        while (stopReason_.empty() && take(channel)) {
-            serveLines();
-        }
-    }
-    const auto limit = toolStart_ ? std::chrono::duration<double>(options_.limitSeconds) : bootLimit;
-    const double spent =
-        toolStart_ ? std::chrono::duration<double>(sinceToolStart()).count() : sincePowerOn();
-    if (spent > limit.count() && !status_) {
-        stopReason_ = toolStart_ ? "the tool did not end in time" : "the machine did not come up in time";
+void Run::checkLimit() {
+    if (toolStart_ && std::chrono::duration<double>(sinceToolStart()).count() > limitSeconds_) {
+        machine_.stop("the tool did not end in time");
+    } else if (!toolStart_ && machine_.sincePowerOn() - begin_ > assemblySeconds) {
+        machine_.stop("the board was not put together in time");
     }
 }
 
@@ -148,12 +108,9 @@ void Run::hearAgent(std::string_view bytes) {
 
 void Run::obeyAgent(const std::string& line) {
     char text[64];
-    (void)std::snprintf(text, sizeof text, " after %.1f s", sincePowerOn());
+    (void)std::snprintf(text, sizeof text, " %.1f s after power on", machine_.sincePowerOn());
     if (line == "ready") {
         say("the machine is up" + std::string(text) + ", the board is put together");
-        for (const std::string& command : plan_.guest) {
-            sendAll(agent_, command + "\n");
-        }
     } else if (line == "started") {
         toolStart_ = SteadyClock::now();
         orderTyping();
@@ -161,21 +118,25 @@ void Run::obeyAgent(const std::string& line) {
     } else if (line.starts_with("ended ")) {
         status_ = std::stoi(line.substr(6));
     } else if (line.starts_with("gave up")) {
-        stopReason_ = line;
+        machine_.stop(line);
     } else {
         leftSomething_ = leftSomething_ || line.starts_with("left");
         say(line);
     }
 }
 
-void Run::hearControl(std::string_view bytes) {
-    control_ += bytes;
-    while (control_.size() >= sizeof(ControlMessage)) {
+void Run::answer(Channel channel, std::string& request, std::string_view bytes) {
+    request += bytes;
+    while (request.size() >= sizeof(ControlMessage)) {
         ControlMessage message;
-        std::memcpy(&message, control_.data(), sizeof message);
-        control_.erase(0, sizeof message);
-        farEnds_.answer(message);
-        sendAll(controlPort_, {reinterpret_cast<const char*>(&message), sizeof message});
+        std::memcpy(&message, request.data(), sizeof message);
+        request.erase(0, sizeof message);
+        if (channel == Channel::clock) {
+            farEnds_.answerClock(message);
+        } else {
+            farEnds_.answer(message);
+        }
+        machine_.send(channel, {reinterpret_cast<const char*>(&message), sizeof message});
     }
 }
 
@@ -193,14 +154,19 @@ void Run::showRecords(std::string_view bytes) {
 }
 
 void Run::hearRecords(std::string_view bytes) {
-    if (options_.fifo.empty()) {
+    if (streams_.records != nullptr) {
+        (void)std::fwrite(bytes.data(), 1, bytes.size(),
+                          streams_.records);  // a short file shows in what it holds
+        return;
+    }
+    if (streams_.fifo.empty()) {
         showRecords(bytes);
         return;
     }
     if (fifo_ < 0) {
-        fifo_ = open(options_.fifo.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
+        fifo_ = open(streams_.fifo.c_str(), O_WRONLY | O_CLOEXEC | O_NONBLOCK);
         if (fifo_ < 0) {
-            throw std::system_error(errno, std::generic_category(), options_.fifo);
+            throw std::system_error(errno, std::generic_category(), streams_.fifo);
         }
         (void)fcntl(fifo_, F_SETFL, 0);
     }
@@ -209,21 +175,18 @@ void Run::hearRecords(std::string_view bytes) {
 
 void Run::orderTyping() {
     for (const vboard::TypedText& typed : board_.operatorInput.types) {
-        farEnds_.clock().at(typed.at, [this, text = typed.text] { sendAll(out_, text); });
+        farEnds_.clock().at(typed.at, [this, text = typed.text] { machine_.send(Channel::output, text); });
     }
 }
 
 void Run::closeUp() {
     console_.endLine();
     errors_.endLine();
-    if (fifo_ >= 0) {
-        (void)close(fifo_);
-    }
-    if (!options_.traceFile.empty()) {
-        std::ofstream file(options_.traceFile);
+    if (!streams_.traceFile.empty()) {
+        std::ofstream file(streams_.traceFile);
         file << toText(farEnds_.trace);
         if (!file.flush()) {
-            throw std::runtime_error("can not write the trace to " + options_.traceFile);
+            throw std::runtime_error("can not write the trace to " + streams_.traceFile);
         }
     }
     for (const vboard::TraceEntry& entry : farEnds_.trace) {
@@ -236,22 +199,25 @@ void Run::closeUp() {
     }
 }
 
-int Run::perform() {
-    connect(signals_, [this](std::string_view) { stopReason_ = "stopped by a signal"; });
-    openChannels();
-    qemu_.add(plan_.machine);
-    startMachine(plan_.monitor);
-    while (stopReason_.empty() && !status_) {
-        listen();
+std::optional<int> Run::perform() {
+    for (const std::string& command : plan_.monitor) {
+        machine_.command(command);
+    }
+    for (const std::string& command : plan_.guest) {
+        machine_.send(Channel::agent, command + "\n");
+    }
+    while (machine_.stopReason().empty() && !status_) {
+        machine_.listen(patience(), [this] { serveLines(); });
+        checkLimit();
     }
     const double spent = std::chrono::duration<double>(sinceToolStart()).count();
     closeUp();
-    if (!stopReason_.empty()) {
-        say("stopped: " + stopReason_);
-        return stoppedByBoard;
+    if (!status_) {
+        say("stopped: " + machine_.stopReason());
+        return std::nullopt;
     }
     say("the tool ended with status " + std::to_string(*status_) + " after " + std::to_string(spent) + " s");
-    return leftSomething_ ? stoppedByBoard : *status_;
+    return status_;
 }
 
 }  // namespace emulated

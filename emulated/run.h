@@ -2,91 +2,76 @@
 
 #include <chrono>
 #include <cstdio>
-#include <functional>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
+#include "emulated/case.h"
 #include "emulated/far_ends.h"
-#include "emulated/host.h"
+#include "emulated/machine.h"
 #include "emulated/plan.h"
-#include "emulated/qemu.h"
 #include "vboard/launcher/screen.h"
 
 namespace emulated {
 
-constexpr int stoppedByBoard = 3;  // exit status
-
-struct Options {
-    std::string scenario;
-    std::vector<std::string> command;
-    std::string machine;
-    std::string traceFile;
-    std::string fifo;
-    double limitSeconds = 240;
+// Where what a run brings goes.
+struct Streams {
+    std::FILE* output;
+    std::FILE* errors;
+    std::FILE* remarks;            // how it went, a line each
+    std::string traceFile;         // requests on the control device; "" for none
+    std::string fifo;              // the records go to the reader of this FIFO
+    std::FILE* records = nullptr;  // or there, as bytes; neither: they are shown
     bool raw = false;
     bool timestamps = false;
 };
 
-// One run, from the machine's power on to what the tool left behind.
+// One case on a machine that is booting or ready, from the board's assembly to what the tool left behind.
 class Run {
   public:
-    Run(const Options& options, vboard::VirtualBoard& board, const std::vector<std::string>& toolArguments);
-    int perform();  // the exit status
+    Run(Machine& machine, const Case& which, vboard::VirtualBoard& board, const Streams& streams,
+        double limitSeconds);
+    ~Run();
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+
+    // The tool's exit status, 128 + n after signal n; none when the run had to be stopped, and the machine is
+    // of no more use then.
+    std::optional<int> perform();
+    bool leftSomething() const { return leftSomething_; }
 
   private:
-    struct Channel {
-        int fd;
-        std::function<void(std::string_view)> receive;
-    };
-
-    void connect(int fd, std::function<void(std::string_view)> receive) {
-        channels_.push_back({fd, std::move(receive)});
-    }
-    void openChannels();
-    void startMachine(const std::vector<std::string>& monitor);
-    void listen();
-    bool take(Channel& channel);
-    int pollTimeout() const;
-    void serveLines();
     void hearAgent(std::string_view bytes);
     void obeyAgent(const std::string& line);
-    void hearControl(std::string_view bytes);
+    void answer(Channel channel, std::string& request, std::string_view bytes);
     void showRecords(std::string_view bytes);
     void hearRecords(std::string_view bytes);
     void orderTyping();
+    void serveLines();
+    void checkLimit();
     void closeUp();
-    static void say(const std::string& text) { (void)std::fprintf(stderr, "emulated: %s\n", text.c_str()); }
+    void say(const std::string& text) const;
+    std::chrono::milliseconds patience() const;
     vboard::Time sinceToolStart() const;
-    double sincePowerOn() const {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - powerOn_).count();
-    }
 
-    const Options& options_;
+    Machine& machine_;
     vboard::VirtualBoard& board_;
-    const int signals_ = openStopSignals();  // first: nothing that follows may be left behind
-    TemporaryFolder folder_;
-    Qemu qemu_;
-    FarEnds farEnds_;
+    Streams streams_;
+    double limitSeconds_;
+    double begin_;  // seconds since power on
     Plan plan_;
+    FarEnds farEnds_;
     vboard::Screen console_;
     vboard::Screen errors_;
-    std::vector<Channel> channels_;
     std::string agentLine_;
-    std::string control_;
-    std::string records_;  // one that is not whole yet
-    int agent_ = -1;
-    int controlPort_ = -1;
-    int out_ = -1;
-    int panel_ = -1;
-    int rs485_ = -1;
-    int monitor_ = -1;
+    // What is not whole yet: a request on a device in user space, a record.
+    std::string controlRequest_;
+    std::string clockRequest_;
+    std::string records_;
     int fifo_ = -1;
-    std::chrono::steady_clock::time_point powerOn_;
     std::optional<std::chrono::steady_clock::time_point> toolStart_;
     std::optional<int> status_;
-    std::string stopReason_;
     bool leftSomething_ = false;
 };
 

@@ -62,6 +62,7 @@ TEST(Alarm, EveryWiringGetsItsVerdict) {
         {4, 3, {{1, 2, 3, 4}}, 0xFFF0, 0, verdict4("成功 2, 失败 0"), 0},
         {4, 1, {{1, 2, 3, 4}}, 0xFFF4, 0, offError("4") + verdict4("成功 1, 失败 1"), 0},
         {4, 1, {{1, 3, 4}}, 0, 0, onError("1", "d", "f") + verdict4("成功 1, 失败 1"), 2},
+        {4, 1, {{1, 2, 3}}, 0, 0, onError("1", "7", "f") + verdict4("成功 1, 失败 1"), 2},
         {4, 1, {}, 0xFF08, 0, offError("8") + onError("1", "8", "f") + verdict4("成功 0, 失败 2"), 2},
         {16, 4, four, 0, 0, counts(16, 4) + offPassed + "成功 5, 失败 0\n", 0},
         {16, 4, four, 0x8000, 0,
@@ -201,14 +202,6 @@ TEST(Alarm, AnInterruptPrintsTheCountersDuringTheTestAndLaterInTheRun) {
             EXPECT_THAT(run.records(), testing::Each(testing::Not(testing::HasSubstr("success"))));
         }
     }
-}
-
-TEST(Alarm, WithoutTheControlDeviceThereIsNoVerdict) {
-    VirtualBoard board = VirtualBoard::healthy();
-    board.settings.faults = {{"open", "/dev/zorio", 3, false, ENODEV}};  // after start-up's two
-    const auto run = board.run({"-o", "5"});
-    EXPECT_EQ(run.console(), cardLine + counts(16, 4) + "open /dev/iop failed\n");
-    EXPECT_EQ(run.exitStatus(), 0);
 }
 
 TEST(Alarm, EveryFailedRequestStillEndsInAVerdict) {

@@ -83,6 +83,7 @@ TEST(BoardInfo, EveryFieldIsReadFromItsPlaceAndEveryTableHasItsLines) {
         {{{38, 3}, {39, 200}}, "\n报警输入个数:200\n报警输出个数:3\n"},
         {{{40, 0x2F}, {41, 0x31}}, "\nVGA输出个数:3\nhdmi输出个数:1\ncvbs输出个数:2\n"},
         {{{42, 0x10}, {43, 0x21}}, "\n支持RS232个数:2\n支持RS485个数:1\nRS485类型:半双工\n"},
+        {{{42, 0x20}, {43, 0x21}}, "\n支持RS485个数:1\nRS485类型:半双工\n"},
         {{{42, 0x0F}, {43, 0x21}}, "\n支持RS485个数:1\nRS485类型:全双工\n"},
     };
     for (const auto& [bytes, says] : cases) {
@@ -111,10 +112,14 @@ TEST(BoardInfo, AFailedReadIsSaidAndFailsTheCpldItemOnly) {
         EXPECT_TRUE(run.openAtEnd.empty());
     }
     VirtualBoard board = VirtualBoard::healthy();
-    board.settings.faults = {cases[1].fault};
-    const std::string records = joined(board.run({"netR8test"}).records());
-    EXPECT_THAT(records, HasSubstr("CPLD       : 失败  \n"));
-    EXPECT_THAT(records, testing::Not(HasSubstr("CPLD INFO")));
+    const auto opens = board.run({"netR8test"}).requests("open", "/dev/zorio").size();
+    const vboard::Fault lastButOneOpen = {"open", "/dev/zorio", static_cast<unsigned>(opens) - 1};
+    for (const vboard::Fault& fault : {cases[1].fault, lastButOneOpen}) {
+        board.settings.faults = {fault};
+        const std::string records = joined(board.run({"netR8test"}).records());
+        EXPECT_THAT(records, HasSubstr("CPLD       : 失败  \n"));
+        EXPECT_THAT(records, testing::Not(HasSubstr("CPLD INFO")));
+    }
     CpldInfo info;
     EXPECT_EQ(getCpldInfo(-1, &info), -1);
 }
@@ -153,8 +158,8 @@ TEST(BoardConfig, IsDerivedFromTheDescription) {
         {{{29, 0x31}, {31, 4}}, 2, 1, 1, 0, 0},
         {{{29, 0x31}, {31, 5}}, 2, 0, 1, 0, 0},
         {{{34, 0x11}, {35, 16}}, 1, 0, 1, 16, 1},
-        {{{34, 0x13}, {35, 9}}, 1, 0, 1, 0, 1},
-        {{{35, 5}}, 1, 0, 1, 0, 0},
+        {{{34, 0x12}, {35, 9}}, 1, 0, 1, 77, 1},  // unknown codes leave what there is
+        {{{35, 5}}, 1, 0, 1, 77, 0},
         {{{35, 8}}, 1, 0, 1, 8, 0},
     };
     for (const auto& [bytes, cards, poe, panel, disks, esata] : cases) {
@@ -163,12 +168,9 @@ TEST(BoardConfig, IsDerivedFromTheDescription) {
         for (const Byte& byte : bytes) {
             board.control.cpld.bytes[byte.offset] = byte.value;
         }
-        vboard::ToolCommand command = vboard::defaultToolCommand();
-        command.program = MODULE_RUNNER;
-        command.arguments = {"loadBoardConfig"};
-        EXPECT_EQ(board.run(command).console(), "设备网卡个数(" + std::to_string(cards) + ")\npoe " +
-                                                    std::to_string(poe) + " panel " + std::to_string(panel) +
-                                                    " disks " + std::to_string(disks) + " esata " +
-                                                    std::to_string(esata) + "\n");
+        EXPECT_EQ(runModule(board, {"diskPortCount=77", "loadBoardConfig"}).console(),
+                  "设备网卡个数(" + std::to_string(cards) + ")\npoe " + std::to_string(poe) + " panel " +
+                      std::to_string(panel) + " disks " + std::to_string(disks) + " esata " +
+                      std::to_string(esata) + "\n");
     }
 }

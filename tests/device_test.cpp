@@ -122,31 +122,6 @@ TEST(Devices, APortMultiplierTakesOnlyAWholeRecord) {
     }
 }
 
-TEST(Devices, ABusyFlashHearsNothingButStatusReads) {
-    vboard::SpiFlash flash;
-    flash.load({0x12, 0x34, 0x56, 0x78});
-    flash.busyAfterProgram = 2;
-    flash.powerUp();
-    flash.program(0, 0);
-    EXPECT_EQ(flash.read(0), 0x78563412U) << "programmed without a write enable";
-    flash.writeEnable();
-    flash.program(0, 0xFFFFFF02);
-    EXPECT_EQ(flash.read(0), 0xFFFFFFFFU);
-    flash.writeEnable();
-    flash.eraseChip();
-    EXPECT_EQ(flash.readStatus() & flashBusy, flashBusy);
-    EXPECT_EQ(flash.readStatus() & flashBusy, flashBusy);
-    EXPECT_EQ(flash.readStatus(), 0) << "a write enable was taken while it was busy";
-    flash.program(0, 0);
-    EXPECT_EQ(flash.read(0), 0x78563402U);
-
-    flash.busyAtPowerUp = 1;
-    flash.powerUp();
-    flash.writeEnable();
-    EXPECT_EQ(flash.readStatus(), flashBusy);
-    EXPECT_EQ(flash.readStatus(), 0);
-}
-
 // Set up as the test device expects it, and each way to be wrong.
 TEST(Devices, TheBusNeedsItsSwitchesAndItsFormat) {
     const Bytes frame(std::begin(Rs485TestFrames[0]), std::end(Rs485TestFrames[0]));
@@ -204,14 +179,4 @@ TEST(Devices, WhatCameBeforeTheOpeningWaitsUntilItIsFlushed) {
             EXPECT_EQ(bench.readAll(port), (Bytes{1, 2, 3}));
         }
     }
-}
-
-TEST(Devices, TheTraceKeepsTheModeOfADirectory) {
-    VirtualBoard board = VirtualBoard::healthy();
-    Bench bench(board);
-    const std::string path = "/mnt/new";
-    Bytes text(path.begin(), path.end());
-    text.push_back(0);
-    EXPECT_EQ(bench.ask(Call::mkdir, -1, {0750}, text).error, 0);
-    EXPECT_EQ(bench.entry.mode, 0750U);
 }

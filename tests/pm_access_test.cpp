@@ -1,96 +1,13 @@
 // Test 10: the requests of an update, byte for byte and in their number, and what is said when each of them
 // fails.
 
+#include "tests/golden.h"
 #include "tests/pm_update.h"
 
 using testing::EndsWith;
 using testing::IsEmpty;
 using namespace vboard;
 using namespace pm;
-
-namespace {
-
-// What each request of an update says when it fails with EIO, lowest level first, up to the update's line.
-class Cascades {
-  public:
-    std::vector<std::string> all;
-
-    Cascades(Held held, std::uint32_t size, std::uint32_t difference) {
-        for (const char* place : {"fail1", "fail2"}) {
-            add("", line("chk39xdev, read JMB39X ", place) + line("main, check 39x device fail"));
-        }
-        for (const char* place : {"fail1", "fail2"}) {
-            add("", line("chkbinfile, read JMB39X ", place) + line("main, check binary file fail"));
-        }
-        add("spiREAD", line("chkflashsts, spiREAD fail (00000000h)") + line("main, check flash status fail"));
-        if (held == Held::blank) {
-            addProbe(line("main, check flash status fail"));
-        } else {
-            addVerify(held == Held::equal ? size : difference + flashWordBytes);
-        }
-        if (held != Held::equal) {
-            addUpload(size);
-        }
-    }
-
-  private:
-    static std::string line(const std::string& what, const std::string& more = "") {
-        return "ERR : " + what + more + "\n";
-    }
-
-    void add(const std::string& primitive, const std::string& above) {
-        const std::string polled = primitive == "spiRDSR" ? line("waitflashrdy, spiRDSR fail") : "";
-        const std::string own = primitive.empty() ? "" : line(primitive, ", spi JMB39X fail (5)");
-        all.push_back(line("pmprw, ioctl fail (5)") + own + polled + above);
-    }
-
-    void addGuarded(const std::string& operation, const std::string& command, const std::string& above) {
-        add("spiRDSR", line(operation, ", waitflashrdy(10000) fail1") + above);
-        add("spiWREN", line(operation, ", spiWREN fail") + above);
-        add(command, line(operation, ", " + command + " fail") + above);
-        add("spiRDSR", line(operation, ", waitflashrdy(10000) fail2") + above);
-    }
-
-    void addProgram(std::uint32_t address, const std::string& above) {
-        add("spiWREN", line("writeflash, spiWREN fail ", hex8(address)) + above);
-        add("spiPP", line("writeflash, spiPP fail ", hex8(address)) + above);
-        add("spiRDSR", line("writeflash, waitflashrdy(1000) fail2 ", hex8(address)) + above);
-    }
-
-    void addProbe(const std::string& above) {
-        addGuarded("disableflashWP", "spiWRSR", line("chkflashsts, disableflashWP fail") + above);
-        addGuarded("eraseflash", "spiCE", line("chkflashsts, eraseflash fail") + above);
-        for (const std::uint32_t address : {0U, 4U, 8U, 12U}) {
-            addProgram(address, line("chkflashsts, writeflash fail") + above);
-        }
-        for (const std::uint32_t address : {0U, 4U, 8U, 12U}) {
-            add("spiREAD", line("readflash, spiREAD fail ", hex8(address)) +
-                               line("chkflashsts, readflash fail") + above);
-        }
-    }
-
-    void addVerify(std::uint32_t size) {
-        for (std::uint32_t address = 0; address < size; address += flashWordBytes) {
-            add("spiREAD", line("readflash, spiREAD fail ", hex8(address)) +
-                               line("verifycode, readflash fail ", hex8(address)) +
-                               "INFO: Total verify size = " + std::to_string(address) +
-                               "\nWRN : verifycode, verify not complete\n" + line("main, verifycode fail"));
-        }
-    }
-
-    void addUpload(std::uint32_t size) {
-        const std::string above = line("main, uploadcode fail");
-        addGuarded("disableflashWP", "spiWRSR", line("uploadcode, disableflashWP fail") + above);
-        addGuarded("eraseflash", "spiCE", line("uploadcode, eraseflash fail") + above);
-        for (std::uint32_t address = 0; address < size; address += flashWordBytes) {
-            addProgram(address, line("uploadcode, writeflash fail ", hex8(address)) +
-                                    "INFO: Total upload size = " + std::to_string(address) + "\n" +
-                                    line("uploadcode, upload not complete") + above);
-        }
-    }
-};
-
-}  // namespace
 
 TEST_F(PmFirmware, SaysWhatItDoesAndKeepsItsRequestBudgetExactly) {
     const std::pair<std::uint32_t, std::uint32_t> images[] = {// size, where an older one differs
@@ -160,14 +77,14 @@ TEST_F(PmFirmware, SendsTheRecordsThatChipAndFlashExpect) {
 }
 
 TEST_F(PmFirmware, EachRequestThatFailsIsNamedAtEveryLevelAndTheNextUpdateRecovers) {
-    for (const Held held : {Held::equal, Held::blank, Held::older}) {
-        const std::vector<std::string> cascades = Cascades(held, smallImage, 32).all;
+    std::string story;
+    for (const auto& [held, name] :
+         {std::pair(Held::equal, "equal"), {Held::blank, "blank"}, {Held::older, "older"}}) {
         prepare(held);
-        ASSERT_EQ(update().requests("pmprw").size(), cascades.size());
-        for (unsigned nth = 1; nth <= cascades.size(); ++nth) {
-            const std::string& cascade = cascades[nth - 1];
+        const std::size_t requests = update().requests("pmprw").size();
+        for (unsigned nth = 1; nth <= requests; ++nth) {
             for (const bool fromThenOn : {false, true}) {
-                SCOPED_TRACE("request " + std::to_string(nth) + (fromThenOn ? " and all after it" : ""));
+                SCOPED_TRACE(name + (" request " + std::to_string(nth)) + (fromThenOn ? " and on" : ""));
                 prepare(held);
                 board.settings.faults = {{"pmprw", "", nth, fromThenOn, EIO}};
                 const auto run = update(5, 2);
@@ -175,15 +92,16 @@ TEST_F(PmFirmware, EachRequestThatFailsIsNamedAtEveryLevelAndTheNextUpdateRecove
                 const std::string console = run.console();
                 const std::string first = console.substr(0, console.find(secondLine));
                 const std::string second = console.substr(first.size());
-                EXPECT_THAT(first, EndsWith(cascade + "INFO: Finish\n" + failed));
-                EXPECT_EQ(count(first, "ERR"), count(cascade, "ERR")) << first;
+                EXPECT_THAT(first, EndsWith("INFO: Finish\n" + failed));
                 if (fromThenOn) {
-                    EXPECT_EQ(second, secondLine + startLines + cascades[0] + "INFO: Finish\n" + failed);
+                    EXPECT_THAT(second, EndsWith("INFO: Finish\n" + failed));
                     EXPECT_THAT(resets(run), IsEmpty());
                     continue;
                 }
+                story += name + (", request " + std::to_string(nth)) + " fails\n" +
+                         first.substr(first.find("ERR"), first.find("INFO: Finish") - first.find("ERR"));
                 // When only the last word's status read failed, the flash is good: nothing to write or reset.
-                const bool good = held == Held::equal || nth == cascades.size();
+                const bool good = held == Held::equal || nth == requests;
                 EXPECT_EQ(resets(run).size(), good ? 0U : 1U);
                 EXPECT_EQ(count(second, "is the same as binary file"), good ? 1 : 0);
                 EXPECT_THAT(second, EndsWith(passed));
@@ -192,6 +110,7 @@ TEST_F(PmFirmware, EachRequestThatFailsIsNamedAtEveryLevelAndTheNextUpdateRecove
             }
         }
     }
+    expectGolden("pm-failed-requests", story);
 }
 
 TEST_F(PmFirmware, NoFailedRequestOfAnyKindMakesAWrongFlashPass) {

@@ -1,11 +1,4 @@
-// The RS485 port: the exchange with the test device, reply by reply, and the loop-back with its two
-// processes.
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <csignal>
+// The exchange with the RS485 test device, reply by reply.
 
 #include "tests/tool_runs.h"
 
@@ -52,24 +45,6 @@ std::string lastTrial(const TestDeviceAnswer& answer, bool* passed, std::size_t 
 
 }  // namespace
 
-TEST(Rs485Exchange, AGoodDeviceGetsSixFramesAndPasses) {
-    VirtualBoard board = VirtualBoard::healthy();
-    const vboard::Run run = board.run({"netR8test"});
-    EXPECT_THAT(run.console(), testing::HasSubstr(trial(1, true) + trial(2, true) + trial(3, true) +
-                                                  "RS485测试成功次数为 3，错误次数为 0\n"));
-    EXPECT_THAT(run.records(), testing::Contains("485测试成功\n"));
-    const Bytes stop = {0xB5, 0x01, 0x14, 0x00, 0x00, 0x00, 0x00, 0xCA};
-    const Bytes frames[] = {{0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBE}, stop,
-                            {0xB5, 0x01, 0x09, 0x00, 0x03, 0x00, 0x00, 0xC2}, stop,
-                            {0xB5, 0x01, 0x08, 0x00, 0x01, 0x00, 0x00, 0xBF}, stop};
-    ASSERT_EQ(board.rs485.frames.size(), 6U);
-    for (std::size_t i = 0; i < 6; ++i) {
-        EXPECT_EQ(board.rs485.frames[i].bytes, frames[i]);
-    }
-    EXPECT_EQ(board.rs485.badFrames + board.rs485.bytesNotDriven + board.rs485.bytesNotHeard, 0U);
-    EXPECT_FALSE(board.rs485Switches.transmitterOn || board.rs485Switches.receiverOn);
-}
-
 TEST(Rs485Exchange, EachKindOfReplyHasItsVerdict) {
     const struct {
         Bytes bytes;
@@ -98,30 +73,18 @@ TEST(Rs485Exchange, EachKindOfReplyHasItsVerdict) {
 }
 
 // A byte of 0 in the lead's place is skipped as one that the bus idles into; any other is dropped.
-TEST(Rs485Exchange, NoDamagedLeadIsTaken) {
-    VirtualBoard board = VirtualBoard::healthy();
-    board.settings.timeLimit = 10h;
-    for (int change = 1; change < 256; ++change) {
-        Bytes reply = goodReply;
-        reply[0] = static_cast<std::uint8_t>(reply[0] ^ change);
-        board.rs485.answers.insert(board.rs485.answers.end(), {{}, {}, {reply}});
-    }
-    const vboard::Run run = runModule(board, {"rs485ExchangeTest", "255"});
-    EXPECT_EQ(count(run.console(), totals(2, 1)), 255);
-}
-
 TEST(Rs485Exchange, NoDamagedByteAndNoMissingByteIsTaken) {
     VirtualBoard board = VirtualBoard::healthy();
     board.settings.timeLimit = 10h;
-    for (std::size_t place = 1; place < goodReply.size(); ++place) {
+    for (std::size_t place = 0; place < goodReply.size(); ++place) {
         for (int change = 1; change < 256; ++change) {
             Bytes reply = goodReply;
             reply[place] = static_cast<std::uint8_t>(reply[place] ^ change);
-            board.rs485.answers.push_back({reply});
+            board.rs485.answers.insert(board.rs485.answers.end(), {{}, {}, {reply}});
         }
     }
-    const vboard::Run run = runModule(board, {"rs485ExchangeTest", "425"});
-    EXPECT_EQ(count(run.console(), totals(0, 3)), 425);
+    const vboard::Run run = runModule(board, {"rs485ExchangeTest", "1530"});
+    EXPECT_EQ(count(run.console(), totals(2, 1)), 1530);
     EXPECT_EQ(count(run.console(), notTaken), 1275);
 
     for (std::size_t length = 1; length < goodReply.size(); ++length) {
@@ -202,100 +165,5 @@ TEST(Rs485Exchange, WhatIsMissingIsNamed) {
         faulty.rs485.answers = {{goodReply, 0, 30ms}};  // no byte ends while the receiver is off in between
         const std::string text = runModule(faulty, {"rs485ExchangeTest"}).console();
         EXPECT_THAT(text, testing::StartsWith(says + trial(1, nth == 1)));
-    }
-}
-
-namespace {
-
-const std::string boardLine = "设备网卡个数(2)\n";
-constexpr char complete[] = "正确:    1024字节  \n错误:    0字节 \n";
-constexpr char writerGaveUp[] = "no more data can write in 5 seconds,exit \n";
-
-std::string incomplete(int matched, int mismatched) {
-    return "发送  " + std::to_string(matched) + "字节成功\n    " + std::to_string(mismatched) + "字节失败 \n";
-}
-
-}  // namespace
-
-TEST(Rs485Loopback, EachLineOnceWhateverStandardOutputIs) {
-    using vboard::OutputKind;
-    for (const OutputKind kind : {OutputKind::pipe, OutputKind::file, OutputKind::terminal}) {
-        for (const bool closed : {false, true}) {
-            VirtualBoard looped = VirtualBoard::healthy();
-            looped.rs485.hearsItself = !closed;
-            looped.rs485.line.attributes.c_cflag &= ~static_cast<tcflag_t>(CREAD | CLOCAL);
-            vboard::ToolCommand command = vboard::defaultToolCommand();
-            command.standardOutput = kind;
-            command.arguments = {"-o", "4", "2"};
-            const vboard::Run run = looped.run(command);
-            const std::string report = closed ? incomplete(0, 0) : complete;
-            EXPECT_EQ(run.console(), boardLine + "\n第1次测试\n" + report + "\n第2次测试\n" + report);
-            EXPECT_EQ(run.beeps(), closed ? 4 : 0);
-            EXPECT_EQ(run.exitStatus(), 0) << run.errors;
-            EXPECT_TRUE(looped.rs485Switches.transmitterOn && looped.rs485Switches.receiverOn);
-            EXPECT_EQ(looped.rs485.line.attributes.c_cflag & (CREAD | CLOCAL), CREAD | CLOCAL);
-        }
-    }
-}
-
-TEST(Rs485Loopback, ADamagedByteCondemnsItsChunk) {
-    for (const unsigned place : {1U, 2U, 500U, 1024U}) {
-        for (const int chunk : {1, 8}) {
-            VirtualBoard looped = VirtualBoard::healthy();
-            looped.rs485.corruptedByte = place;
-            looped.rs485.line.receiveTrigger = static_cast<std::size_t>(chunk);
-            const vboard::Run run = looped.run({"-o", "4"});
-            EXPECT_EQ(run.console(), boardLine + incomplete(1024 - chunk, chunk)) << place;
-            EXPECT_EQ(run.beeps(), 2);
-        }
-    }
-}
-
-// A line that goes on just fast enough for each single wait must not carry either side beyond its 5 s.
-TEST(Rs485Loopback, BudgetsEndBothSides) {
-    for (const bool writesBack : {true, false}) {
-        VirtualBoard slow = VirtualBoard::healthy();
-        slow.settings.selectWritesBack = writesBack;
-        slow.rs485.line.transmitQueueBytes = 4;
-        slow.rs485.line.pauseAfterByte = 2s;
-        const vboard::Run run = slow.run({"-o", "4"});
-        EXPECT_THAT(run.console(),
-                    testing::AllOf(testing::HasSubstr(writerGaveUp), testing::HasSubstr(incomplete(3, 0))));
-        const Time taken = run.requests("ZORIO_SET_BUZZER").at(0).at - run.requests("fork").at(0).at;
-        EXPECT_NEAR(static_cast<double>(taken.count()), 5e9, 2e6);
-        EXPECT_LT(run.elapsed - run.requests("fork").at(0).at, 7s);  // the writer too
-        EXPECT_EQ(run.exitStatus(), 0);
-    }
-}
-
-TEST(Rs485Loopback, AnInterruptEndsTheWriterAndNotTheReader) {
-    VirtualBoard looped = VirtualBoard::healthy();
-    looped.settings.interrupts = {12500ms};
-    const vboard::Run run = looped.run({"-o", "4"});
-    EXPECT_EQ(run.signal(), SIGINT);
-    EXPECT_EQ(run.console(), boardLine + complete);
-    EXPECT_THAT(run.errors, testing::StartsWith("read select(): Interrupted system call\n"));
-}
-
-TEST(Rs485Loopback, WhatOnlyFailsEndsAtOnceOrWithItsBudget) {
-    const struct {
-        std::string request, where;
-        int status;
-        std::string says, errors;
-    } cases[] = {
-        {"open", "/dev/ttyS1", 255, "open /dev/ttyS1 failed\n", ""},
-        {"tcsetattr", "", 255, "tcsetattr failed", ""},
-        {"fork", "", 0, "", "fork: Input/output error\n"},
-        {"read", "/dev/ttyS1", 0, incomplete(0, 0), ""},
-        {"write", "/dev/ttyS1", 0, writerGaveUp + incomplete(0, 0), ""},
-    };
-    for (const auto& row : cases) {
-        VirtualBoard faulty = VirtualBoard::healthy();
-        faulty.settings.faults = {{row.request, row.where, 1, true}};
-        faulty.settings.requestCost = 10ms;
-        const vboard::Run run = faulty.run({"-o", "4"});
-        EXPECT_EQ(run.exitStatus(), row.status);
-        EXPECT_EQ(run.console(), boardLine + row.says);
-        EXPECT_EQ(run.errors, row.errors);
     }
 }

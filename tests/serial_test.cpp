@@ -1,10 +1,13 @@
 // The set-up of a serial port, as the terminal keeps it, and the waits that share one budget.
 
+#include <errno.h>
 #include <gtest/gtest.h>
+#include <sys/select.h>
 #include <termios.h>
 
 #include <cstring>
 
+#include "r8/serial/deadline.h"
 #include "tests/tool_runs.h"
 
 using vboard::VirtualBoard;
@@ -69,6 +72,9 @@ TEST(SerialPort, EveryFormatLeavesExactlyItsOwnFlags) {
         EXPECT_EQ(run.console(), "");
         EXPECT_EQ(run.requests("tcdrain").size(), 1U);
         EXPECT_EQ(run.requests("tcsetattr").size(), 4U);
+        for (const vboard::TraceEntry& change : run.requests("tcsetattr")) {
+            EXPECT_EQ(change.option, unsigned{TCSANOW});
+        }
     }
 }
 
@@ -113,5 +119,13 @@ TEST(SerialPort, AStepThatFailsIsNamedAndEndsTheSetUp) {
         EXPECT_EQ(run.requests("tcsetattr").size(), row.applied) << row.says;
         EXPECT_EQ((after.c_lflag & rawLocal) == 0, row.applied > 1) << row.says;
         EXPECT_EQ(after.c_cflag & (CSIZE | CSTOPB | PARENB), CS6 | CSTOPB | PARENB) << row.says;
+    }
+}
+
+TEST(SerialPort, ADescriptorBeyondWhatASetHoldsIsNoneToWaitFor) {
+    for (const int descriptor : {-1, FD_SETSIZE}) {
+        errno = 0;
+        EXPECT_EQ(waitReadable(descriptor, deadlineIn(0, 0)), -1);
+        EXPECT_EQ(errno, EBADF);
     }
 }

@@ -1,8 +1,8 @@
 // Plays the tool for the station's tests: station_fake_tool netR8test FIFO RECORDS CONSOLE END
 // RECORDS and CONSOLE are files whose bytes go to the pipe and to standard output. END: "exit:STATUS",
-// "signal:NUMBER", "talker" to leave a child behind that prints for ever, "words" to say something on
-// standard error at the very end, or "hang" to wait until somebody ends us or nobody reads the pipe any more;
-// "deaf" does so too and answers SIGTERM with a line only.
+// "signal:NUMBER", "talker" to leave a child behind that prints for ever, "words" to say a lot on standard
+// error and to be gone before the station looks at it, or "hang" to wait until somebody ends us or nobody
+// reads the pipe any more; "deaf" does so too and answers SIGTERM with a line only.
 
 #include <fcntl.h>
 #include <poll.h>
@@ -21,18 +21,43 @@ static std::string contentOf(const char* path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-static void leaveTalkerBehind() {
+// True in a child, once we have ended.
+static bool leaveChildBehind() {
     const pid_t tool = getpid();
     if (fork() != 0) {
-        return;
+        return false;
     }
     while (getppid() == tool) {
         (void)sched_yield();
+    }
+    return true;
+}
+
+static void leaveTalkerBehind() {
+    if (!leaveChildBehind()) {
+        return;
     }
     const std::string line = std::string(4095, 'x') + "\n";
     while (write(STDOUT_FILENO, line.data(), line.size()) > 0) {
     }
     _exit(0);
+}
+
+// More than one read takes, while the station stands still.
+static bool sayLastWords() {
+    const pid_t station = getppid();
+    if (leaveChildBehind()) {
+        (void)kill(station, SIGCONT);
+        _exit(0);
+    }
+    std::string words;
+    for (int i = 0; i < 1000; ++i) {
+        words += std::string(99, 'x') + "\n";
+    }
+    words += "last words";
+    (void)fcntl(STDERR_FILENO, F_SETFL, O_NONBLOCK);  // too small a pipe must not keep us
+    (void)kill(station, SIGSTOP);
+    return write(STDERR_FILENO, words.data(), words.size()) == static_cast<ssize_t>(words.size());
 }
 
 static void answer(int) {
@@ -63,7 +88,7 @@ int main(int argc, char** argv) {
             }
             return 0;
         case 'w':
-            return write(STDERR_FILENO, "last words", 10) == 10 ? 0 : 95;
+            return sayLastWords() ? 0 : 95;
         case 't':
             leaveTalkerBehind();
             return 0;

@@ -48,6 +48,7 @@ TEST(StationOutcome, followsTheLines) {
     const Change unchanged;
     const Change clockTimeLost = {"2009-04-03 08:00:16", "2009-04-03 08:00:17", "2009-04-03 08:00:10\n"};
     const Change noAlarmTest = {"报警输入有", "步:"};
+    const Change almostARule = {"485测试成功", "", std::string(63, '-') + "\n485测试成功\n"};
     const struct {
         const char* what;
         Change change;
@@ -56,20 +57,28 @@ TEST(StationOutcome, followsTheLines) {
         Outcome outcome;
     } cases[] = {
         {"CPLD fails", {"CPLD   ", "", "CPLD       : 失败  \n"}, "", &BoardDescription::row, failed},
-        {"card not read", {"网络连接", "网卡2", "ETHTOOL_GLINK failed: \n"}, "", &Network::row, incomplete},
+        {"card not read", {"网络连接", "全双工", "ETHTOOL_GLINK failed: \n"}, "", &Network::row, incomplete},
         {"speed line lost", {"全双工", "网卡2"}, "", &Network::row, incomplete},
         {"speed not known", {"1000M", "网卡2", "net speed error\n"}, "", &Network::row, incomplete},
         {"slow link", {"1000M", "网卡2", "100M\n"}, "", &Network::row, failed},
         {"card lost", {"网卡1", "网卡2"}, "", &Network::row, incomplete},
+        {"card twice", {"网卡2", "网络", "网卡1:"}, "", &Network::row, incomplete},
         {"no number of a card", {"网卡1", "网络", "网卡x:"}, "", &Network::row, incomplete},
         {"no number of alarm inputs", {"报警输入有", "\n", "报警输入有?"}, "", &Alarm::row, incomplete},
         {"no number of checks", {"成功 5", "\n", "成功 5, 失败 x\n"}, "", &Alarm::row, incomplete},
         {"alarm checked nothing", {"成功 5", "\n", "成功 0, 失败 0\n"}, "", &Alarm::row, failed},
         {"no time", {"2009-04-03 08:00:18", "步:", "2009-04-03 08:00\n"}, "", &ClockTimes::row, incomplete},
+        {"more than a time",
+         {"2009-04-03 08:00:18", "", "2009-04-03 08:00:18?\n"},
+         "",
+         &ClockTimes::row,
+         incomplete},
         {"no free space", {"/dev/msa1", "/dev/msb1", "/dev/msa1 剩余空间 = M\n"}, "", &Usb::row, incomplete},
         {"USB not counted", {"USB口  ", "网络状态  ", "SATA口      : 5  \n"}, "", &Usb::row, failed},
         {"USB ports not known", {"USB个数", "面板", "USB个数:?\n"}, "", &Usb::row, incomplete},
         {"no serial number", {"\n序列号", "\n型号"}, "", &Sata::row, incomplete},
+        {"no model", {"\n型号", "\n固件版本"}, "", &Sata::row, incomplete},
+        {"no firmware revision", {"\n固件版本"}, "", &Sata::row, incomplete},
         {"no capacity", {"硬盘容量", "/dev/sdb", "/dev/sda 无法获取硬盘容量\n"}, "", &Sata::row, incomplete},
         {"capacity without a number",
          {"硬盘容量", "/dev/sdb", "硬盘容量  :GB\n"},
@@ -80,6 +89,7 @@ TEST(StationOutcome, followsTheLines) {
         {"drive lost", {"/dev/sdd", "/dev/esda"}, "", &Sata::row, incomplete},
         {"drives not counted", {"USB口  ", "网络状态  ", "USB口       : 3  \n"}, "", &Sata::row, incomplete},
         {"trial failed", unchanged, "RS485测试成功次数为 2，错误次数为 1", &Rs485::row, failed},
+        {"no summary yet", almostARule, "", &Rs485::row, passed},
         {"no network step", {"步:网络状态", "报警输入有"}, "", &Network::row, skipped},
         {"no socket", {"网卡1:", "报警输入有"}, "creat socket error", &Network::row, failed},
         {"no alarm test", noAlarmTest, "", &Alarm::row, skipped},
@@ -145,6 +155,7 @@ TEST(StationOutcome, unknownTextIsIncompleteAndNamed) {
         {{"Rtc时钟", "", clockLine + "风扇正常\n"}, "风扇正常"},
         {{"Rtc时钟", "", clockLine + "芯片温度未知: 40 \n"}, "芯片温度未知: 40"},
         {{"Rtc时钟", "", clockLine + "芯片温度正常: x \n"}, "芯片温度正常: x"},
+        {{"Rtc时钟", "", clockLine + "芯片温度正常: 40 ? \n"}, "芯片温度正常: 40 ?"},
         {{"Rtc时钟", "", clockLine + "芯片温度: 成功  \n"}, "芯片温度: 成功"},
         {{"CPLD   ", "", "CPLD       : 成功?  \nCPLD       : 成功  \n"}, "CPLD       : 成功?"},
         {{"485口", "", "485口       : 3  \n485口       : 成功  \n"}, "485口       : 3"},
@@ -169,6 +180,8 @@ TEST(StationOutcome, recordThatTheToolLostIsIncomplete) {
 TEST(StationOutcome, failedStaysFailedWhateverComesBehind) {
     const TestRun run = interpret(Change{"485口", "", "485口       : 失败  \n485口       : 成功  \n"});
     EXPECT_EQ(run.item<Rs485>().outcome, Outcome::failed);
+    // But a run that is not whole proves nothing.
+    EXPECT_EQ(interpret(Change{"网络状态  "}, "open /dev/iop failed").outcome, Outcome::incomplete);
 }
 
 TEST(StationOutcome, holeInTheStepNumbersIsIncomplete) {

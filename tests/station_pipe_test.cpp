@@ -32,6 +32,7 @@ TEST_F(StationRun, aStationWithoutTheLockDoesNotComeNearThePipe) {
     ASSERT_EQ(mkfifo((bench / "fifo").c_str(), 0600), 0);
     const host::Descriptor lock(open((bench / "fifo.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     ASSERT_EQ(flock(lock.get(), LOCK_EX), 0);
+    const host::Descriptor reader(open((bench / "fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     const host::Descriptor watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(inotify_add_watch(watch.get(), (bench / "fifo").c_str(), IN_OPEN), 0);
     EXPECT_EQ(station(runWords(healthy, "exit:0")), 2);

@@ -39,6 +39,10 @@ TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
     EXPECT_THAT(readFile(attempt(1) / "lines.txt"), HasSubstr(" pipe    第5步:\n"));
     EXPECT_THAT(readFile(attempt(1) / "junit.xml"), HasSubstr("failures=\"0\" errors=\"0\" skipped=\"0\""));
     EXPECT_THAT(output(), HasSubstr("7 #1"));
+    for (const auto& file : fs::directory_iterator(attempt(1))) {  // for who may look at results only
+        EXPECT_NE(file.status().permissions() & fs::perms::others_read, fs::perms::none) << file;
+    }
+    EXPECT_NE(fs::status(attempt(1)).permissions() & fs::perms::others_exec, fs::perms::none);
 }
 
 // Also with the ignored signal and the closed descriptors that a daemon may leave its children.

@@ -4,7 +4,6 @@
 
 using testing::HasSubstr;
 using vboard::Fault;
-using vboard::ToolCommand;
 using vboard::VirtualBoard;
 
 namespace {
@@ -16,11 +15,8 @@ constexpr char tail[] = "-------------------------------------------------------
 
 // The summary of a run whose results are set by hand.
 vboard::Run summary(VirtualBoard& board, std::vector<std::string> settings) {
-    ToolCommand command = vboard::defaultToolCommand();
-    command.program = MODULE_RUNNER;
-    command.arguments = std::move(settings);
-    command.arguments.push_back("printSummary");
-    return board.run(command);
+    settings.push_back("printSummary");
+    return runModule(board, settings);
 }
 
 std::string levels(const vboard::Run& run) {

@@ -168,6 +168,8 @@ TEST(Usb, ShellCommandsStandInForFailedMounts) {
         }
         EXPECT_THAT(run.console(), HasSubstr(row.line));
         EXPECT_EQ(commands, row.commands);
+        EXPECT_EQ(run.requests("mkdir", "/mnt/msa1").at(0).option, 0777U);
+        EXPECT_EQ(run.requests("mount", "/mnt/msa1").at(0).option, 0U);
         EXPECT_EQ(run.requests("umount", "/mnt/msa1").size(), 1U);
         EXPECT_THAT(board.usb.mounted, IsEmpty());
         EXPECT_THAT(run.console(), HasSubstr(std::string("USB口       : ") + (*row.line == 'F' ? '0' : '1')));

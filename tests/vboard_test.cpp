@@ -16,7 +16,6 @@
 
 using namespace std::chrono_literals;
 using testing::HasSubstr;
-using vboard::OutputKind;
 using vboard::ToolCommand;
 using vboard::VirtualBoard;
 
@@ -52,19 +51,6 @@ TEST(VirtualBoard, TheSameScenarioGivesTheSameBytesAndTheSameTrace) {
             EXPECT_EQ(round == 0 ? all : first, all) << name;
             first = all;
         }
-    }
-}
-
-TEST(VirtualBoard, OutputIsTheSameWhateverItLeadsTo) {
-    std::string asPipe;
-    for (const OutputKind kind : {OutputKind::pipe, OutputKind::file, OutputKind::terminal}) {
-        VirtualBoard board = VirtualBoard::healthy();
-        ToolCommand command = tool({});
-        command.standardOutput = kind;
-        const std::string output = board.run(command).output;
-        EXPECT_FALSE(output.empty());
-        EXPECT_EQ(kind == OutputKind::pipe ? output : asPipe, output);
-        asPipe = output;
     }
 }
 
@@ -114,10 +100,7 @@ TEST(VirtualBoard, NothingReachesTheHost) {
 
 TEST(VirtualBoard, WhatItDoesNotKnowIsRefusedAndNamed) {
     VirtualBoard board = VirtualBoard::healthy();
-    ToolCommand command = vboard::defaultToolCommand();
-    command.program = MODULE_RUNNER;
-    command.arguments = {"escape"};
-    const auto run = board.run(command);
+    const auto run = runModule(board, {"escape"});
     EXPECT_EQ(run.console(),
               "open /etc/passwd: No such file or directory\nioctl 0x1234: Inappropriate ioctl for device\n"
               "system: 32512\nmount: No such file or directory\n");

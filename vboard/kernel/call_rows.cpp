@@ -48,7 +48,7 @@ constexpr SystemCalls::Row SystemCalls::Row::rows[] = {
     {Call::system, "system", true, About::path, nullptr, &Kernel::runCommand},
     {Call::chdir, "chdir", false, About::path, nullptr, &Kernel::changeDirectory},
     {Call::access, "access", true, About::path, nullptr, &Kernel::access},
-    {Call::mkdir, "mkdir", true, About::path, describeMkdir, &Kernel::makeDirectory},
+    {Call::mkdir, "mkdir", true, About::path, describeOption, &Kernel::makeDirectory},
     {Call::mount, "mount", true, About::mountPoint, describeMount, &Kernel::mount},
     {Call::umount, "umount", true, About::path, nullptr, &Kernel::unmount},
     {Call::statfs, "statfs", true, About::path, nullptr, &Kernel::fileSystem},
@@ -66,9 +66,9 @@ constexpr SystemCalls::Row SystemCalls::Row::rows[] = {
     {Call::ioctl, "ioctl", true, About::file, describeIoctl, &Kernel::ioctl},
     {Call::select, "select", false, About::nothing, describeSelect, &Kernel::select},
     {Call::tcgetattr, "tcgetattr", true, About::terminal, nullptr, &Kernel::getAttributes},
-    {Call::tcsetattr, "tcsetattr", true, About::terminal, describeSentBytes, &Kernel::setAttributes},
+    {Call::tcsetattr, "tcsetattr", true, About::terminal, describeAttributes, &Kernel::setAttributes},
     {Call::tcdrain, "tcdrain", true, About::terminal, nullptr, &Kernel::drain},
-    {Call::tcflush, "tcflush", false, About::terminal, nullptr, &Kernel::flush},
+    {Call::tcflush, "tcflush", false, About::terminal, describeOption, &Kernel::flush},
 };
 
 constexpr bool SystemCalls::Row::inOrder() {

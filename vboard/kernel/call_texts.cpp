@@ -45,11 +45,17 @@ void describeOpen(const wire::Request& request, const OpenFile*, TraceEntry& ent
     entry.arguments = flagsText(request.arguments[0]);
 }
 
-void describeMkdir(const wire::Request& request, const OpenFile*, TraceEntry& entry) {
-    entry.mode = static_cast<unsigned>(request.arguments[0]);
+void describeOption(const wire::Request& request, const OpenFile*, TraceEntry& entry) {
+    entry.option = static_cast<unsigned>(request.arguments[0]);
 }
 
-void describeMount(const wire::Request& request, const OpenFile*, TraceEntry& entry) {
+void describeAttributes(const wire::Request& request, const OpenFile* file, TraceEntry& entry) {
+    describeOption(request, file, entry);
+    describeSentBytes(request, file, entry);
+}
+
+void describeMount(const wire::Request& request, const OpenFile* file, TraceEntry& entry) {
+    describeOption(request, file, entry);
     entry.arguments = "from " + textOf(request) + " type " + textOf(request, 2);
 }
 

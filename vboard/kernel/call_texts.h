@@ -17,7 +17,8 @@ std::string textOf(const wire::Request& request, int n = 0);
 using DescribeCall = void(const wire::Request& request, const OpenFile* file, TraceEntry& entry);
 
 DescribeCall describeOpen;
-DescribeCall describeMkdir;
+DescribeCall describeOption;
+DescribeCall describeAttributes;
 DescribeCall describeMount;
 DescribeCall describeSleep;
 DescribeCall describeSelect;

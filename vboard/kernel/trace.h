@@ -16,7 +16,7 @@ struct TraceEntry {
     std::string where;               // path behind the descriptor or in the arguments, "" where there is none
     std::string arguments;           // for people: flags, values, bytes
     std::vector<std::uint8_t> data;  // what went out with it, or came back
-    unsigned mode = 0;               // of a directory that is to be made; not part of the text
+    unsigned option = 0;             // mode, action, queue or flags of some calls; not part of the text
     std::int64_t result = 0;
     int error = 0;         // errno, 0 for success
     bool refused = false;  // the board does not know this

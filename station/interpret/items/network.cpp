@@ -58,10 +58,10 @@ std::string lacks(const TestRun& run) {
         if (card.number != ++expected) {
             return name + " came where card " + std::to_string(expected) + " belongs";
         }
-        if (card.error || (!card.poe && !card.link)) {
+        if (!card.poe && !card.link) {
             return name + " has no known link: " + card.error.value_or("");
         }
-        if (!card.poe && (!card.duplex || !card.speedMbit)) {
+        if (!card.poe && !card.speedMbit) {
             return name + " has no known speed";
         }
     }

@@ -1,10 +1,13 @@
-// The control device as a character device in user space, on the emulated machine's own kernel: each request
-// goes to the host over a port and comes back answered by the device model there. Started under the name
-// "vidapp" it is the main application, which does nothing but run.
+// A character device in user space, on the emulated machine's own kernel: each request goes to the host over
+// a port and comes back answered by the device model there. Started under the name "vidapp" it is the main
+// application, which does nothing but run.
+// usage: device PORT NAME    NAME in /dev: the control device, or another one that stands in for the clock
+// chip
 
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/fuse.h>
+#include <linux/rtc.h>
 #include <stdint.h>
 #include <stdio.h>
 #include <string.h>
@@ -16,13 +19,15 @@
 
 namespace {
 
-constexpr char deviceName[] = "DEVNAME=zorio";
+constexpr char namePrefix[] = "DEVNAME=";
+constexpr ControlRequest readTime = {RTC_RD_TIME, "RTC_RD_TIME", ArgumentKind::fromDriver, sizeof(rtc_time)};
 constexpr size_t requestBytes = 0x21000;  // the kernel wants room for a page of header and its largest write
 constexpr unsigned longestTransfer = 4096;
 
 alignas(8) uint8_t request[requestBytes];
 int cuse = -1;
 int host = -1;
+char deviceName[64];
 
 const fuse_in_header& header() {
     return *reinterpret_cast<const fuse_in_header*>(request);
@@ -51,7 +56,7 @@ bool initialise() {
     out.flags = CUSE_UNRESTRICTED_IOCTL;  // the sizes in the request codes are not the arguments'
     out.max_read = longestTransfer;
     out.max_write = longestTransfer;
-    return reply(0, &out, sizeof out, deviceName, sizeof deviceName);
+    return reply(0, &out, sizeof out, deviceName, strlen(deviceName) + 1);
 }
 
 bool transferAll(ssize_t (*transfer)(int, void*, size_t), void* bytes, size_t size) {
@@ -85,7 +90,7 @@ bool wantArgument(const fuse_ioctl_in& in, const ControlRequest& known) {
 
 bool control() {
     const fuse_ioctl_in& in = body<fuse_ioctl_in>();
-    const ControlRequest* known = findControlRequest(in.cmd);
+    const ControlRequest* known = in.cmd == readTime.code ? &readTime : findControlRequest(in.cmd);
     const size_t bytes = known == nullptr ? 0 : known->bytes;
     if (bytes != 0 && in.in_size + in.out_size == 0) {
         return wantArgument(in, *known);
@@ -134,9 +139,10 @@ int main(int argc, char** argv) {
             pause();
         }
     }
-    if (argc != 2) {
+    if (argc != 3) {
         return 2;
     }
+    snprintf(deviceName, sizeof deviceName, "%s%s", namePrefix, argv[2]);
     cuse = open("/dev/cuse", O_RDWR | O_CLOEXEC);
     host = open(argv[1], O_RDWR | O_CLOEXEC);
     while (cuse >= 0 && host >= 0) {
@@ -148,6 +154,6 @@ int main(int argc, char** argv) {
             break;
         }
     }
-    perror("zorio");
+    perror("device");
     return 1;
 }
