@@ -24,9 +24,40 @@ void addRunOptions(CLI::App& command, Options& options) {
                     "who judges the clock: ask (on a terminal, else as auto), auto (2 s), leave")
         ->check(CLI::IsMember({"ask", "auto", "leave"}))
         ->capture_default_str();
+    command
+        .add_option("--timeout", options.timeoutSeconds,
+                    "seconds after which the run is ended; 0: never [5 times the last run, at least 180]")
+        ->check(CLI::Range(0.0, 1e6));
     command.add_option("--language", options.language, "zh, or en for English names beside the board's own")
         ->check(CLI::IsMember({"zh", "en"}))
         ->capture_default_str();
+}
+
+// Empty, as an empty variable of a script gives it, it would be this machine; an option it would be for ssh.
+std::string isDestination(const std::string& text) {
+    return text.empty() || text.starts_with('-') ? "wants [USER@]HOST" : "";
+}
+
+void addLinkOptions(CLI::App& run, Options& options) {
+    run.add_option("--fifo", options.fifo, "the tool's report pipe")->capture_default_str();
+    CLI::Option* const records =
+        run.add_option(
+               "--records", options.records,
+               "pipe, or stdout: the command prints the record stream, and the console on standard error")
+            ->check(CLI::IsMember({"pipe", "stdout"}))
+            ->capture_default_str();
+    CLI::Option* const board =
+        run.add_option("--board", options.board, "run the tool on this board, [USER@]HOST, with ssh")
+            ->check(isDestination)
+            ->excludes(records);
+    run.add_option("--ssh-option", options.sshOptions, "one more option of ssh, as behind its -o")
+        ->allow_extra_args(false)
+        ->needs(board);
+    run.add_option("--tool", options.tool, "bring this tool along to the board")
+        ->check(CLI::ExistingFile)
+        ->needs(board);
+    run.add_flag("--shared", options.shared, "not a board of its own: no root needed, other tools may run")
+        ->needs(board);
 }
 
 }  // namespace
@@ -41,9 +72,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App* const run =
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
     addRunOptions(*run, options);
-    run->add_option("--fifo", options.fifo, "the tool's report pipe")->capture_default_str();
-    run->add_option("--timeout", options.timeoutSeconds, "seconds after which the tool is ended; 0: never")
-        ->check(CLI::Range(0.0, 1e6));
+    addLinkOptions(*run, options);
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();

@@ -18,7 +18,12 @@ struct Options {
     std::string fifo = "/var/r8.fifo";
     std::string input = "-";
     std::string page;
-    double timeoutSeconds = 0;
+    std::optional<double> timeoutSeconds;  // 0: no limit; none: the default
+    std::string records = "pipe";
+    std::string board;  // as ssh takes it; empty: this machine
+    std::vector<std::string> sshOptions;
+    std::string tool;  // file to bring along to the board
+    bool shared = false;
     std::string clock = "ask";
     std::string language = "zh";
     std::vector<std::string> command;

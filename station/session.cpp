@@ -92,6 +92,11 @@ std::optional<bool> Session::askAboutClock() const {
     return std::nullopt;
 }
 
+void Session::withdraw() {
+    view_.eraseStatus();
+    attempt_.withdraw();
+}
+
 ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
     for (const LineBuffer* buffer : {&output_, &errors_}) {
         if (!buffer->pending.empty()) {

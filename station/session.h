@@ -28,6 +28,9 @@ class Session {
     // Settles the outcome, writes the record and shows the verdict. Returns the station's exit status.
     ExitStatus finish(const ToolEnd& end, ClockJudge judge);
 
+    // Instead of that, when the tool has tested nothing: nothing is kept. Throws std::system_error.
+    void withdraw();
+
   private:
     // One of the tool's outputs, cut into lines; a line without end is let go at a limit.
     struct LineBuffer {

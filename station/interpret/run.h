@@ -81,7 +81,8 @@ struct ToolEnd {
     std::optional<int> exitStatus;
     int signal = 0;  // that killed it
     bool timedOut = false;
-    bool interrupted = false;  // the station was told to stop
+    bool interrupted = false;   // the station was told to stop
+    std::string brokeOff = {};  // why the way to the tool ended before the tool; empty: it did not
 };
 
 // Everything that the record says about the run. Texts are UTF-8.

@@ -87,6 +87,9 @@ std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool
     if (end.interrupted) {
         reasons.push_back("the station was stopped");
     }
+    if (!end.brokeOff.empty()) {
+        reasons.push_back(end.brokeOff);
+    }
     if (end.signal != 0) {
         reasons.push_back("the tool was killed by signal " + std::to_string(end.signal));
     } else if (end.exitStatus.value_or(0) != 0) {

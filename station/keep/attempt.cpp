@@ -147,6 +147,13 @@ void Attempt::finish(TestRun& run, const ToolEnd& end, std::uint64_t streamRecor
     }
 }
 
+// Under its number it would count until it is gone.
+void Attempt::withdraw() {
+    const fs::path unnumbered = directory_.parent_path() / (".new-withdrawn-" + std::to_string(getpid()));
+    fs::rename(directory_, unnumbered);
+    (void)fs::remove_all(unnumbered);
+}
+
 // Both texts are on the disk before either takes its place, so a full disk leaves both as they were. The
 // record comes last: a reader that finds it final finds everything else final as well.
 void Attempt::replaceFiles(const TestRun& run, const ToolEnd& end, const StreamCounts& counts) const {

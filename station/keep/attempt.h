@@ -33,6 +33,9 @@ class Attempt {
     // what was there stays then, or record.json alone. streamRecords and torn: what came of the stream.
     void finish(TestRun& run, const ToolEnd& end, std::uint64_t streamRecords, bool torn);
 
+    // Takes the attempt back: nothing was tested. Throws std::system_error.
+    void withdraw();
+
     const std::filesystem::path& folder() const { return directory_; }
     const AttemptInfo& about() const { return info_; }
 

@@ -7,6 +7,14 @@
 
 namespace station {
 
+// How a tool that is no process of this machine was reached.
+struct LinkInfo {
+    std::string by;           // "ssh", or "command" for one of the caller's own
+    std::string destination;  // as ssh takes it; this and the following are empty where they are not known
+    std::string hostKey;      // fingerprint of the board's host key
+    std::string kernel;       // the board's
+};
+
 // What is known about an attempt before it starts.
 struct AttemptInfo {
     std::optional<std::string> unit;  // none on a bench
@@ -14,7 +22,8 @@ struct AttemptInfo {
     std::string started;               // UTC, ISO 8601
     std::vector<std::string> command;  // as given
     std::string toolPath;              // empty when there is no tool to look at
-    std::string toolSha256;            // lower-case hexadecimal
+    std::string toolSha256;            // lower-case hexadecimal; empty when it is not known
+    std::optional<LinkInfo> link;      // none for a process of this machine
 };
 
 // What came through the report pipe.

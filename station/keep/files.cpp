@@ -66,6 +66,16 @@ std::string readFile(const std::filesystem::path& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+std::string hexadecimal(std::span<const unsigned char> bytes) {
+    std::string text;
+    for (const unsigned char byte : bytes) {
+        constexpr char digits[] = "0123456789abcdef";
+        text += digits[byte >> 4];
+        text += digits[byte & 0xF];
+    }
+    return text;
+}
+
 std::string sha256OfFile(const std::filesystem::path& path) {
     const std::string content = readFile(path);
     unsigned char digest[EVP_MAX_MD_SIZE];
@@ -73,13 +83,7 @@ std::string sha256OfFile(const std::filesystem::path& path) {
     if (EVP_Digest(content.data(), content.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
         throw std::runtime_error("SHA-256 is not to be had");
     }
-    std::string text;
-    for (unsigned i = 0; i < length; ++i) {
-        constexpr char digits[] = "0123456789abcdef";
-        text += digits[digest[i] >> 4];
-        text += digits[digest[i] & 0xF];
-    }
-    return text;
+    return hexadecimal(std::span(digest, length));
 }
 
 }  // namespace station

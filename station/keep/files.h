@@ -3,6 +3,7 @@
 // Files that survive a kill: appended byte by byte as things happen, or replaced as a whole.
 
 #include <filesystem>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -38,6 +39,9 @@ void syncDirectory(const std::filesystem::path& directory);
 
 // The whole file. Throws std::system_error.
 std::string readFile(const std::filesystem::path& path);
+
+// Lower-case, two digits a byte.
+std::string hexadecimal(std::span<const unsigned char> bytes);
 
 // Lower-case hexadecimal SHA-256 of the file's content.
 // Throws std::system_error when it can't be read.

@@ -124,12 +124,18 @@ Json stepsJson(const TestRun& run) {
     return steps;
 }
 
+Json linkJson(const LinkInfo& link) {
+    Json json = {{"by", link.by}};
+    addUnlessEmpty(json, "destination", link.destination);
+    addUnlessEmpty(json, "hostKey", link.hostKey);
+    addUnlessEmpty(json, "kernel", link.kernel);
+    return json;
+}
+
 Json toolJson(const AttemptInfo& info, const ToolEnd& end) {
     Json tool = {{"path", nullptr}, {"sha256", nullptr}, {"exitStatus", nullptr}, {"signal", nullptr}};
-    if (!info.toolPath.empty()) {
-        tool["path"] = info.toolPath;
-        tool["sha256"] = info.toolSha256;
-    }
+    addUnlessEmpty(tool, "path", info.toolPath);
+    addUnlessEmpty(tool, "sha256", info.toolSha256);
     if (end.exitStatus) {
         tool["exitStatus"] = *end.exitStatus;
     }
@@ -143,7 +149,7 @@ Json toolJson(const AttemptInfo& info, const ToolEnd& end) {
 
 std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEnd& end,
                        const StreamCounts& stream) {
-    const Json record = {
+    Json record = {
         {"version", recordVersion},
         {"unit", info.unit ? Json(*info.unit) : Json()},
         {"attempt", info.number},
@@ -159,6 +165,9 @@ std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEn
         {"items", itemsJson(run)},
         {"steps", stepsJson(run)},
     };
+    if (info.link) {
+        record["link"] = linkJson(*info.link);
+    }
     return record.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 

@@ -26,6 +26,12 @@ RunHistory readHistory(const std::filesystem::path& results) {
     return {history["steps"].get<int>(), history["seconds"].get<double>()};
 }
 
+double defaultLimit(const RunHistory& history) {
+    constexpr double shortest = 180;
+    constexpr double runs = 5;
+    return std::max(shortest, runs * history.seconds);
+}
+
 void writeHistory(const std::filesystem::path& results, const TestRun& run) {
     int steps = 0;
     for (const Step& step : run.steps) {

@@ -14,6 +14,10 @@ struct RunHistory {
     double seconds = 0;  // of the whole run
 };
 
+// Seconds after which a run is ended when nobody says otherwise: five times the last one, at least three
+// minutes.
+double defaultLimit(const RunHistory& history);
+
 // What can't be read says nothing, what can't be written is left.
 RunHistory readHistory(const std::filesystem::path& results);
 void writeHistory(const std::filesystem::path& results, const TestRun& run);

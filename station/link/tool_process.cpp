@@ -11,11 +11,13 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <optional>
 #include <span>
 
 #include "host/child_process.h"
 #include "host/descriptor.h"
 #include "station/link/report_pipe.h"
+#include "station/link/sign_of_life.h"
 
 namespace station {
 
@@ -25,6 +27,7 @@ using Moment = std::chrono::steady_clock::time_point;
 
 constexpr int tickMilliseconds = 250;  // of the view, and how late a time limit may be seen
 constexpr std::chrono::seconds graceTime{2};
+constexpr std::chrono::seconds linkGraceTime{10};  // the board needs three of them, and the answer its way
 
 // Without those that whoever started us has us ignore, as nohup does.
 sigset_t stopSignals() {
@@ -62,7 +65,7 @@ host::Pipe openOutput() {
     return pipe;
 }
 
-using Handler = std::function<void(std::string_view)>;
+using Handler = StreamHandlers::Handler;
 
 // One read, handed on: its bytes, 0 at the end of the stream, -1 when there is nothing now. Small enough to
 // come back to the other pipes soon, and a full pipe needs few of them.
@@ -105,15 +108,20 @@ void waitForAny(std::span<pollfd> entries) {
 // The tool's process. It does not outlive its supervision, whatever becomes of that.
 class Tool {
   public:
-    explicit Tool(const host::Command& command) : process_(command) {}
+    Tool(const host::Command& command, SignOfLife* life) : process_(command), life_(life) {}
 
     bool hasEnded() { return process_.hasEnded(); }
 
     // Asks it to end first, insists when asked again.
     void stop() {
         const bool asked = killAt_ != Moment::max();
-        process_.signal(asked ? SIGKILL : SIGTERM);
-        killAt_ = asked ? killAt_ : std::chrono::steady_clock::now() + graceTime;
+        if (!asked && life_ != nullptr) {
+            life_->stop();
+        } else {
+            process_.signal(asked ? SIGKILL : SIGTERM);
+        }
+        const std::chrono::seconds grace = life_ != nullptr ? linkGraceTime : graceTime;
+        killAt_ = asked ? killAt_ : std::chrono::steady_clock::now() + grace;
     }
     // Insists when it was asked and does not go.
     void insist() {
@@ -135,6 +143,7 @@ class Tool {
 
   private:
     host::ChildProcess process_;
+    SignOfLife* life_;  // of a link, else null
     Moment killAt_ = Moment::max();
 };
 
@@ -153,23 +162,32 @@ void giveBackSignals() {
     (void)sigprocmask(SIG_UNBLOCK, &set, nullptr);
 }
 
-ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, double timeoutSeconds,
-                      const StreamHandlers& handlers) {
+ToolEnd superviseTool(const ToolStart& start, const StreamHandlers& handlers) {
     const host::Descriptor signals = openSignals();
     host::Pipe output = openOutput();
     host::Pipe errors = openOutput();
-    host::Command start;
-    start.words = command;
-    start.output = output.writer.get();
-    start.errors = errors.writer.get();
-    Tool tool(start);
+    std::optional<SignOfLife> life;
+    if (start.isLink) {
+        life.emplace();
+    }
+    host::Command command;
+    command.words = start.command;
+    command.input = life ? life->reader() : start.input;
+    command.output = output.writer.get();
+    command.errors = errors.writer.get();
+    command.ownGroup = start.isLink;
+    Tool tool(command, life ? &*life : nullptr);
     output.writer.close();
     errors.writer.close();
+    if (life) {
+        life->begin();
+    }
 
-    const Moment begin = std::chrono::steady_clock::now();
+    const bool hasPipe = start.reportPipe >= 0;
+    const StreamHandlers::Handler& onOutput = hasPipe ? handlers.console : handlers.records;
     bool timedOut = false;
     bool interrupted = false;
-    std::array<pollfd, 4> polled = {{{reportPipe, POLLIN, 0},
+    std::array<pollfd, 4> polled = {{{start.reportPipe, POLLIN, 0},
                                      {output.reader.get(), POLLIN, 0},
                                      {errors.reader.get(), POLLIN, 0},
                                      {signals.get(), POLLIN, 0}}};
@@ -177,14 +195,13 @@ ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, d
     while (!tool.hasEnded()) {
         waitForAny(polled);
         servePipe(polled[0], handlers.records);
-        servePipe(polled[1], handlers.console);
+        servePipe(polled[1], onOutput);
         servePipe(polled[2], handlers.errors);
         if (readSignals(signals)) {
             interrupted = true;
             tool.stop();
         }
-        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-        if (timeoutSeconds > 0 && elapsed.count() >= timeoutSeconds && !timedOut) {
+        if (!timedOut && start.mustEnd()) {
             timedOut = true;
             tool.stop();
         }
@@ -192,8 +209,10 @@ ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, d
         handlers.tick();
     }
     // What the tool wrote is in the pipes by now.
-    drain(reportPipe, handlers.records);
-    drain(output.reader.get(), handlers.console);
+    if (hasPipe) {
+        drain(start.reportPipe, handlers.records);
+    }
+    drain(output.reader.get(), onOutput);
     drain(errors.reader.get(), handlers.errors);
     ToolEnd end = tool.end();
     end.timedOut = timedOut;
@@ -201,14 +220,15 @@ ToolEnd superviseTool(const std::vector<std::string>& command, int reportPipe, d
     return end;
 }
 
-ToolEnd readStream(int fd, const StreamHandlers& handlers) {
+ToolEnd readStream(int fd, const TimeLimit& limit, const StreamHandlers& handlers) {
     const host::Descriptor signals = openSignals();
     std::array<pollfd, 2> polled = {{{fd, POLLIN, 0}, {signals.get(), POLLIN, 0}}};
     ToolEnd end;
-    while (polled[0].fd >= 0 && !end.interrupted) {
+    while (polled[0].fd >= 0 && !end.interrupted && !end.timedOut) {
         waitForAny(polled);
         servePipe(polled[0], handlers.records);
         end.interrupted = readSignals(signals);
+        end.timedOut = limit.isOver();
         handlers.tick();
     }
     return end;
