@@ -11,6 +11,7 @@ emulatorPackages="qemu-user"
 benchmarkPackages="valgrind"
 tidyPackages="clang-tidy"
 emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod"
+linePackages="openssh-server openssh-client procps"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
