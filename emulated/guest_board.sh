@@ -192,6 +192,11 @@ duplex() {
     tools duplex "$1" "$2" || say "gave up: $1 takes no duplex"
 }
 
+# systemClock SECONDS: behind the clock chip by so much
+systemClock() {
+    [ ! -e /dev/rtc0 ] || tools clock "$1" || say "gave up: no clock"
+}
+
 # mainApplication: the process that the tool looks for and ends
 mainApplication() {
     (cd / && exec ./vidapp -d 5>&- 6>&- 7>&-) &

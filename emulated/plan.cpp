@@ -64,16 +64,13 @@ void planNetwork(const VirtualBoard& board, Plan& plan) {
     plan.guest.insert(plan.guest.end(), duplex.begin(), duplex.end());
 }
 
-// The system's clock follows the chip's, which is ahead of it by so much in the scenario; the fraction of a
-// second is the machine's own. A chip that only the model can be keeps the scenario's time from the start on.
+// The system's clock follows the chip's, which is ahead of it by so much in the scenario. A chip that only
+// the model can be keeps the scenario's time from the start on.
 void planClock(const VirtualBoard& board, Plan& plan) {
-    if (hasModelOfClock(board)) {
-        plan.guest.push_back("date -s @" + std::to_string(board.epoch.count()) + " >/dev/null");
-        return;
-    }
-    const auto offset = std::chrono::floor<std::chrono::seconds>(board.clockChip.offset).count();
-    plan.guest.push_back("date -s @$(($(cat /sys/class/rtc/rtc0/since_epoch) - " + std::to_string(offset) +
-                         ")) >/dev/null");
+    const double offset = std::chrono::duration<double>(board.clockChip.offset).count();
+    plan.guest.push_back(hasModelOfClock(board)
+                             ? "date -s @" + std::to_string(board.epoch.count()) + " >/dev/null"
+                             : "systemClock " + std::to_string(offset));
 }
 
 void planProcesses(const VirtualBoard& board, bool networked, Plan& plan) {

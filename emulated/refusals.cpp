@@ -82,8 +82,10 @@ std::vector<std::string> refusalsOf(const VirtualBoard& board) {
         refusals.when(card != nullptr && card->speed == 1000 && !interface.fullDuplex,
                       "network.interface " + name + ": half duplex at 1000");
     }
+    refusals.when(board.rs485.line.receiveTrigger != 1,
+                  "rs485.receiveTrigger: how many bytes the port hands over together is its own");
     refusals.when(board.rs485.corruptedByte != 0,
-                  "rs485.corruptedByte: how many bytes arrive, and count, together is the port's own");
+                  "rs485.corruptedByte: it spoils those that are handed over with it");
     return refusals.found;
 }
 
