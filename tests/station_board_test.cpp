@@ -112,14 +112,15 @@ TEST_F(StationBoard, keepsNothingWhereNothingWasTested) {
 
 TEST_F(StationBoard, wrongUseStaysOnThisMachine) {
     for (const std::vector<std::string>& words :
-         std::vector<std::vector<std::string>>{{"--board", ""},
+         std::vector<std::vector<std::string>>{{"--board", "", "--", "true"},
                                                {"--board", "-oProxyCommand=x"},
                                                {"--board", "b", "--records", "stdout"},
                                                {"--shared"},
                                                {"--tool", STATION},
                                                {"--board", "b", "--tool", "no-such-file"},
                                                {"--board", "b", "--tool", STATION, "--", "r8"}}) {
-        std::vector<std::string> all = {STATION, "run", "--no-unit", "--results", bench / "results"};
+        std::vector<std::string> all = {STATION,           "run",    "--no-unit",   "--results",
+                                        bench / "results", "--fifo", bench / "fifo"};
         all.insert(all.end(), words.begin(), words.end());
         EXPECT_EQ(statusOf(start(all)), 2) << testing::PrintToString(words);
     }
@@ -148,6 +149,15 @@ TEST(StationMarkers, areFoundWhereverTheStreamIsCut) {
         const std::string_view all = text;
         ASSERT_EQ(scan({all.substr(0, at), all.substr(at)}), whole) << at;
     }
+}
+
+TEST(StationMarkers, doNotHoldUpWhatHasNoEnd) {
+    MarkerScanner scanner("t");
+    std::string rest;
+    scanner.feed(
+        "r8-station t " + std::string(5000, 'z'), [](std::string_view) { FAIL(); },
+        [&rest](std::string_view bytes) { rest += bytes; });
+    EXPECT_EQ(rest.size(), 5013u);
 }
 
 TEST(StationLimit, isFiveRunsAndAtLeastThreeMinutes) {

@@ -22,7 +22,11 @@ leave() {
 # Ends the copier when nothing comes any more, or when our main process is gone.
 watch() {
     silent=0 before=-1
-    while sleep 1; read -r self name state parent rest </proc/self/stat; [ "$parent" = $$ ] && [ $silent -lt "$silence" ]; do
+    while
+        sleep 1
+        read -r self name state parent rest </proc/self/stat
+        [ "$parent" = $$ ] && [ $silent -lt "$silence" ]
+    do
         size=$(wc -c <"$part")
         silent=$((silent + 1))
         [ "$size" = "$before" ] || silent=0
