@@ -10,7 +10,7 @@ armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-
 emulatorPackages="qemu-user"
 benchmarkPackages="libbenchmark-dev"
 tidyPackages="clang-tidy"
-emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod"
+emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod openssh-client"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
