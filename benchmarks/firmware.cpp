@@ -2,8 +2,8 @@
 // host's kernel, which refuses it, and is then answered here: the least that a request can cost on a real
 // board.
 
-#include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <sys/mman.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -13,9 +13,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 #include <vector>
 
-#include "benchmarks/ratios.h"
+#include "benchmarks/measure.h"
 #include "r8/contract/little_endian.h"
 #include "r8/pmfw/pm_access.h"
 #include "r8/pmfw/pm_flash.h"
@@ -23,117 +24,164 @@
 namespace {
 
 constexpr std::uint32_t imageBytes = 131068;
-constexpr std::size_t dataAt = 2;  // in a request's record
-constexpr std::size_t addressAt = 10;
+constexpr unsigned long words = imageBytes / flashWordBytes;
+constexpr std::size_t blockBytes = 512;
 
-std::vector<std::uint8_t> image(imageBytes, 0x5A);
-unsigned long requests = 0;
+const std::vector<std::uint8_t> image(imageBytes, 0x5A);
+std::vector<std::string>* journal = nullptr;  // where requests are noted, if anywhere
+
+__attribute__((noinline)) void note(const std::uint8_t* record) {
+    journal->emplace_back(reinterpret_cast<const char*>(record), pmprwRecordBytes);
+}
 
 }  // namespace
 
 // In this program in place of the C library's.
-extern "C" int ioctl(int fd, unsigned long request, ...) {
+extern "C" __attribute__((noipa)) int ioctl(int fd, unsigned long request, ...) {
     va_list arguments;
     va_start(arguments, request);
     auto* record = va_arg(arguments, std::uint8_t*);
     va_end(arguments);
+    if (journal != nullptr) {
+        note(record);
+    }
     (void)syscall(SYS_ioctl, fd, request, record);
-    ++requests;
-    if (record[1] == (pmControl::readStatus & 0xFF)) {
-        record[dataAt] = 0;
-    } else if (record[1] == (pmControl::read & 0xFF)) {
-        std::memcpy(record + dataAt, image.data() + littleEndian32(record + addressAt), flashWordBytes);
+    if (record[pmRecord::controlLow] == (pmControl::readStatus & 0xFF)) {
+        record[pmRecord::data] = 0;
+    } else if (record[pmRecord::controlLow] == (pmControl::read & 0xFF)) {
+        std::memcpy(record + pmRecord::data, image.data() + littleEndian32(record + pmRecord::address),
+                    flashWordBytes);
     }
     return 0;
 }
 
 namespace {
 
-// A disk behind a chip, and the image file.
-void plugIn() {
-    pmState = {};
-    pmState.driveFd = open("/dev/null", O_RDWR);
-    pmState.imageFd = memfd_create("image", MFD_CLOEXEC);
-    pmState.imageLength = imageBytes;
-    if (pmState.driveFd == -1 || pmState.imageFd == -1 ||
-        write(pmState.imageFd, image.data(), image.size()) != static_cast<ssize_t>(image.size())) {
+void need(bool expected) {
+    if (!expected) {
         std::abort();
     }
 }
 
-void unplug() {
+// A disk behind a chip, and the image file, as at the start of an update.
+void plugIn() {
     (void)close(pmState.driveFd);
     (void)close(pmState.imageFd);
+    pmState = {};
+    pmState.driveFd = open("/dev/null", O_RDWR);
+    pmState.imageFd = memfd_create("image", MFD_CLOEXEC);
+    pmState.imageLength = imageBytes;
+    need(pmState.driveFd != -1 && write(pmState.imageFd, image.data(), imageBytes) == imageBytes);
 }
 
-void request(std::uint16_t control, std::uint32_t address, const std::uint8_t* data) {
-    std::uint8_t record[pmprwRecordBytes] = {
-        0, static_cast<std::uint8_t>(control),     0, 0, 0, 0, 0x80, 0xF7,
-        0, static_cast<std::uint8_t>(control >> 8)};
-    std::memcpy(record + addressAt, &address, sizeof address);
-    std::memcpy(record + dataAt, data, flashWordBytes);
-    benchmark::DoNotOptimize(ioctl(pmState.driveFd, pmprwRequest, record));
+void say(const char* text) {
+    (void)!write(STDOUT_FILENO, text, std::strlen(text));
 }
 
-void FirmwareUpload(benchmark::State& state) {
-    plugIn();
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(uploadcode());
+// By hand: one record that goes there and comes back. Only data and address may stay as the driver left them.
+struct Request {
+    std::uint8_t record[pmprwRecordBytes] = {};
+
+    void send(std::uint16_t control) {
+        record[0] = 0;
+        record[pmRecord::controlLow] = static_cast<std::uint8_t>(control);
+        record[pmRecord::target] = pmRecord::targetBit;
+        record[pmRecord::command] = static_cast<std::uint8_t>(PmAccessMode::spiTransfer);
+        record[8] = 0;
+        record[pmRecord::controlHigh] = static_cast<std::uint8_t>(control >> 8);
+        record[14] = 0;
+        record[15] = 0;
+        need(ioctl(pmState.driveFd, pmprwRequest, record) >= 0);
     }
-    unplug();
-}
-BENCHMARK(FirmwareUpload);
+    void setData(std::uint32_t word) { putLittleEndian32(record + pmRecord::data, word); }
+    std::uint32_t data() const { return littleEndian32(record + pmRecord::data); }
+    void setAddress(std::uint32_t address) { putLittleEndian32(record + pmRecord::address, address); }
+    void waitIdle() {
+        do {
+            send(pmControl::readStatus);
+        } while ((data() & flashBusy) != 0);
+    }
+};
 
-void FirmwareUploadBare(benchmark::State& state) {
-    plugIn();
-    for (auto _ : state) {
-        for (std::uint32_t address = 0; address < imageBytes; address += flashWordBytes) {
-            request(pmControl::writeEnable, address, image.data() + address);
-            request(pmControl::pageProgram, address, image.data() + address);
-            request(pmControl::readStatus, address, image.data() + address);
+// Calls body for each word of the image, which is read as the tool reads it.
+template <typename Body>
+void eachWord(const char* announcement, Body body) {
+    (void)lseek(pmState.imageFd, 0, SEEK_SET);
+    say(announcement);
+    std::uint32_t address = 0;
+    std::uint8_t block[blockBytes];
+    while (true) {
+        const ssize_t length = read(pmState.imageFd, block, sizeof block);
+        need(length >= 0);
+        if (length == 0) {
+            break;
         }
-    }
-    unplug();
-}
-BENCHMARK(FirmwareUploadBare);
-
-void FirmwareVerify(benchmark::State& state) {
-    plugIn();
-    for (auto _ : state) {
-        if (verifycode() != 1) {
-            state.SkipWithError("flash and image differ");
+        for (ssize_t i = 0; i < length; i += flashWordBytes, address += flashWordBytes) {
+            body(address, littleEndian32(block + i));
         }
+        say(".");
     }
-    unplug();
+    say("\n");
+    need(address == imageBytes);
 }
-BENCHMARK(FirmwareVerify);
 
-void FirmwareVerifyBare(benchmark::State& state) {
-    plugIn();
-    for (auto _ : state) {
-        for (std::uint32_t address = 0; address < imageBytes; address += flashWordBytes) {
-            request(pmControl::read, address, image.data() + address);
-        }
-    }
-    unplug();
+void uploadByHand() {
+    Request request;
+    request.waitIdle();
+    request.send(pmControl::writeEnable);
+    request.setData(0);
+    request.send(pmControl::writeStatus);
+    request.waitIdle();
+    request.waitIdle();
+    request.send(pmControl::writeEnable);
+    request.send(pmControl::chipErase);
+    request.waitIdle();
+    eachWord("INFO: Upload flash #1\n", [&](std::uint32_t address, std::uint32_t word) {
+        request.send(pmControl::writeEnable);
+        request.setData(word);
+        request.setAddress(address);
+        request.send(pmControl::pageProgram);
+        request.waitIdle();
+    });
+    say("INFO: Total upload size = 131068\n");
+    say("INFO: Upload complete\n");
 }
-BENCHMARK(FirmwareVerifyBare);
+
+void verifyByHand() {
+    Request request;
+    eachWord("INFO: Verify flash #1\n", [&](std::uint32_t address, std::uint32_t word) {
+        request.setAddress(address);
+        request.send(pmControl::read);
+        need(request.data() == word);
+    });
+    say("INFO: Total verify size = 131068\n");
+    say("INFO: Verify complete\n");
+}
+
+std::vector<std::string> requestsOf(void (*body)()) {
+    std::vector<std::string> requests;
+    plugIn();
+    journal = &requests;
+    body();
+    journal = nullptr;
+    return requests;
+}
+
+// Both ways, which must make the same requests to the byte; so many of them.
+void compare(const char* what, std::size_t requests, void (*byTool)(), void (*byHand)()) {
+    const std::vector<std::string> made = requestsOf(byTool);
+    need(made.size() == requests && made == requestsOf(byHand));
+    measure(what, tool, requests, plugIn, byTool);
+    measure(what, bare, requests, plugIn, byHand);
+}
 
 }  // namespace
 
-void printFirmwareRequests() {
-    constexpr unsigned long words = imageBytes / flashWordBytes;
-    const int screen = dup(STDOUT_FILENO);
-    (void)!freopen("/dev/null", "w", stdout);
-    plugIn();
-    requests = 0;
-    (void)uploadcode();
-    const unsigned long upload = requests;
-    requests = 0;
-    (void)verifycode();
-    const unsigned long verify = requests;
-    unplug();
-    (void)dprintf(screen, "requests for %lu words: upload %lu (3 a word and %lu around them), verify %lu\n",
-                  words, upload, upload - 3 * words, verify);
-    (void)close(screen);
+void measureFirmware() {
+    constexpr std::size_t aroundUpload = 8;  // unlocking and erasing
+    compare(
+        "firmware upload, 3 requests a word", 3 * words + aroundUpload, [] { need(uploadcode() >= 0); },
+        uploadByHand);
+    compare(
+        "firmware verify, 1 request a word", words, [] { need(verifycode() == 1); }, verifyByHand);
 }

@@ -8,9 +8,10 @@ stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev python3-jsonschema
 armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"
-benchmarkPackages="libbenchmark-dev"
+benchmarkPackages="valgrind"
 tidyPackages="clang-tidy"
 emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod openssh-client"
+linePackages="openssh-server openssh-client procps"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {

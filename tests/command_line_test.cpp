@@ -50,7 +50,7 @@ TEST(CommandLine, RejectedFormsSayWhyAndLeaveTheBoardAlone) {
         {{"-o", ""}, outOfRange},
         {{"-O", std::to_string(boardTestCount + 1)}, outOfRange},
         {{"-o", "99", "3"}, outOfRange},
-        {{"-o", "123"}, range + outOfRange},
+        {{"-o", "993"}, range + outOfRange},
         {{"-o", "00"}, outOfRange},
     };
     for (const auto& [arguments, message] : cases) {

@@ -2,7 +2,11 @@
 // shows here, for the tool never asks for it.
 
 #include <fcntl.h>
+#include <linux/hdreg.h>
 
+#include <utility>
+
+#include "r8/contract/ata_identity.h"
 #include "r8/contract/little_endian.h"
 #include "r8/contract/rs485_frames.h"
 #include "tests/tool_runs.h"
@@ -15,6 +19,22 @@ using vboard::wire::Call;
 using Bytes = std::vector<std::uint8_t>;
 
 namespace {
+
+// As a request carries them, each with its NUL.
+Bytes texts(const std::vector<std::string>& words) {
+    Bytes bytes;
+    for (const std::string& word : words) {
+        bytes.insert(bytes.end(), word.c_str(), word.c_str() + word.size() + 1);
+    }
+    return bytes;
+}
+
+// A serial line as the far ends expect it, but for the control modes.
+void setUp(vboard::SerialLine& line, tcflag_t control = CS8 | CREAD) {
+    cfmakeraw(&line.attributes);
+    line.attributes.c_cflag = control;
+    (void)cfsetospeed(&line.attributes, B9600);
+}
 
 // A board that is switched on, with a process that asks its kernel.
 struct Bench {
@@ -34,9 +54,7 @@ struct Bench {
         return reply;
     }
     int open(const std::string& path) {
-        Bytes text(path.begin(), path.end());
-        text.push_back(0);
-        return static_cast<int>(ask(Call::open, -1, {O_RDWR}, text).result);
+        return static_cast<int>(ask(Call::open, -1, {O_RDWR}, texts({path})).result);
     }
     vboard::wire::Reply ioctl(int descriptor, unsigned code, std::int64_t value, const Bytes& data) {
         return ask(Call::ioctl, descriptor, {code, value}, data);
@@ -129,21 +147,18 @@ TEST(Devices, TheBusNeedsItsSwitchesAndItsFormat) {
         const char* what;
         bool transmitter, receiver;
         tcflag_t control;
-        speed_t speed;
         std::size_t frames;
         Bytes read;
     } cases[] = {
-        {"right", true, true, CS8 | CREAD, B9600, 1, vboard::goodAnswer()},
-        {"transmitter off", false, true, CS8 | CREAD, B9600, 0, {}},
-        {"receiver off", true, false, CS8 | CREAD, B9600, 1, {}},
-        {"receiver bit off", true, true, CS8, B9600, 1, {}},
+        {"right", true, true, CS8 | CREAD, 1, vboard::goodAnswer()},
+        {"transmitter off", false, true, CS8 | CREAD, 0, {}},
+        {"receiver off", true, false, CS8 | CREAD, 1, {}},
+        {"receiver bit off", true, true, CS8, 1, {}},
     };
     for (const auto& row : cases) {
         VirtualBoard board = VirtualBoard::healthy();
-        board.rs485.hearsItself = false;
-        cfmakeraw(&board.rs485.line.attributes);
-        board.rs485.line.attributes.c_cflag = row.control;
-        (void)cfsetospeed(&board.rs485.line.attributes, row.speed);
+        board.rs485.hearsItself = !row.receiver;
+        setUp(board.rs485.line, row.control);
         Bench bench(board);
         const int control = bench.open("/dev/zorio");
         (void)bench.ioctl(control, ZORIO_RS485_TX_ENABLE, row.transmitter, {});
@@ -165,18 +180,98 @@ TEST(Devices, TheBusNeedsItsSwitchesAndItsFormat) {
     }
 }
 
-TEST(Devices, WhatCameBeforeTheOpeningWaitsUntilItIsFlushed) {
-    VirtualBoard board = VirtualBoard::healthy();
-    cfmakeraw(&board.panel.line.attributes);
-    board.panel.line.waitingAtOpen = {1, 2, 3};
-    for (const bool flushed : {false, true}) {
+TEST(Devices, FarEndsHearGoodFramesOnly) {
+    const struct {
+        const char* path;
+        Bytes frame;
+        bool isGood;
+    } cases[] = {
+        {"/dev/ttyS3", {0xFE, 0x07, 0x30, 0x02, 0x00, 0x00, 0x37}, true},
+        {"/dev/ttyS3", {0xFE, 0x07, 0x30, 0x02, 0x00, 0x00, 0x38}, false},  // sum
+        {"/dev/ttyS3", {0xFE, 0x07, 0x31, 0x02, 0x00, 0x00, 0x38}, false},  // payload
+        {"/dev/ttyS3", {0xFF, 0x07, 0x30, 0x02, 0x00, 0x00, 0x38}, false},  // start
+        {"/dev/ttyS3", {0xFE, 0x06, 0x30, 0x02, 0x00, 0x36}, false},        // length
+        {"/dev/ttyS1", {0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBE}, true},
+        {"/dev/ttyS1", {0xB5, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBF}, false},  // sum
+        {"/dev/ttyS1", {0xB5, 0x02, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBF}, false},  // address
+        {"/dev/ttyS1", {0xB6, 0x01, 0x07, 0x01, 0x00, 0x00, 0x00, 0xBF}, false},  // start
+    };
+    for (const auto& [path, frame, isGood] : cases) {
+        VirtualBoard board = VirtualBoard::healthy();
+        setUp(board.panel.line);
+        setUp(board.rs485.line);
         Bench bench(board);
-        const int port = bench.open("/dev/ttyS3");
-        if (flushed) {
-            (void)bench.ask(Call::tcflush, port, {TCIFLUSH}, {});
-            EXPECT_FALSE(board.panel.line.readable());
-        } else {
-            EXPECT_EQ(bench.readAll(port), (Bytes{1, 2, 3}));
-        }
+        (void)bench.ioctl(bench.open("/dev/zorio"), ZORIO_RS485_TX_ENABLE, 1, {});
+        const int port = bench.open(path);
+        (void)bench.ask(Call::write, port, {}, frame);
+        (void)bench.readAll(port);
+        EXPECT_EQ(board.panel.frames.size() + board.rs485.frames.size(), isGood ? 1U : 0U)
+            << path << " " << vboard::hexText(frame.data(), frame.size());
+        EXPECT_EQ(board.panel.badFrames + board.rs485.badFrames == 0, isGood);
     }
+}
+
+TEST(Devices, ASerialPortKeepsWhatItIsNotToldToDrop) {
+    VirtualBoard board = VirtualBoard::healthy();
+    vboard::SerialLine& line = board.panel.line;
+    setUp(line);
+    line.waitingAtOpen = {1, 2, 3};
+    Bench bench(board);
+    int sent = 0;
+    line.onByteSent = [&sent](std::uint8_t) { ++sent; };
+    for (const int queue : {TCIFLUSH, TCOFLUSH, TCIOFLUSH}) {
+        const int port = bench.open("/dev/ttyS3");
+        (void)bench.ask(Call::write, port, {}, Bytes(10, 0x55));
+        (void)bench.ask(Call::tcflush, port, {queue}, {});
+        EXPECT_EQ(bench.readAll(port), queue == TCOFLUSH ? line.waitingAtOpen : Bytes()) << queue;
+        EXPECT_EQ(std::exchange(sent, 0), queue == TCIFLUSH ? 10 : 1) << "one is on the line already";
+        (void)bench.ask(Call::close, port, {}, {});
+    }
+    (void)bench.ask(Call::close, bench.open("/dev/ttyS3"), {}, {});
+    const int again = bench.open("/dev/ttyS3");
+    EXPECT_EQ(bench.readAll(again), line.waitingAtOpen) << "what nobody read went with the last close";
+    line.receive('a');
+    line.attributes.c_lflag |= ICANON;
+    EXPECT_EQ(bench.readAll(again), Bytes()) << "no line yet";
+    termios tooFast = line.attributes;
+    (void)cfsetospeed(&tooFast, B4000000);
+    EXPECT_EQ(line.setAttributes(tooFast).error, EINVAL);
+}
+
+TEST(Devices, WhatTheKernelWouldRefuseIsRefused) {
+    VirtualBoard board = VirtualBoard::healthy();
+    board.operatorInput.types = {{0s, "a\n"}, {0s, "b\n"}};
+    Bench bench(board);
+    const auto mount = [&bench](const char* type) {
+        return bench.ask(Call::mount, -1, {0}, texts({"/dev/msa1", "/mnt", type})).error;
+    };
+    const auto unmount = [&bench] { return bench.ask(Call::umount, -1, {}, texts({"/mnt"})).error; };
+    EXPECT_EQ(mount("ext4"), EINVAL);
+    EXPECT_EQ(mount("vfat"), 0);
+    EXPECT_EQ(mount("vfat"), EBUSY);
+    EXPECT_EQ(unmount(), 0);
+    EXPECT_EQ(unmount(), EINVAL);
+    for (const auto& [id, status] : {std::pair("417", 0), {"417", 1}}) {  // it is gone then
+        const std::string command = std::string("kill -9 ") + id + "\n";
+        EXPECT_EQ(bench.ask(Call::system, -1, {}, texts({command})).result, status << 8);
+    }
+    for (const int flags : {O_WRONLY, O_RDWR | O_NONBLOCK}) {
+        EXPECT_EQ(bench.ask(Call::open, -1, {flags}, texts({"/var/r8.fifo"})).error, EINVAL);
+    }
+    Bytes registers(driveCommandHeaderBytes + ataSectorBytes);
+    registers[0] = ataIdentifyDevice;
+    for (const int sectors : {0, 1, 2}) {
+        registers[3] = static_cast<std::uint8_t>(sectors);
+        EXPECT_EQ(bench.ioctl(bench.open("/dev/sda"), HDIO_DRIVE_CMD, 0, registers).error,
+                  sectors == 1 ? 0 : EIO);
+    }
+    (void)bench.ioctl(bench.open("/dev/zorio"), ZORIO_RS485_TX_ENABLE, 0x7FFC0010, {});
+    EXPECT_FALSE(board.rs485Switches.transmitterOn) << "switched on by the address of a 1";
+
+    while (bench.machine.clock.hasEvents()) {
+        bench.machine.clock.advance();
+    }
+    vboard::OpenFile input;
+    std::uint8_t typed[8];
+    EXPECT_EQ(board.operatorInput.read(input, typed).value, 2) << "a terminal hands out line by line";
 }

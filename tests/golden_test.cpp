@@ -88,6 +88,7 @@ TEST(Golden, EveryBoardIsToldAboutInTheseWords) {
         if (board.arguments.front() == "netR8test") {
             VirtualBoard again(name);
             const std::string console = Story(again, fullRun, 0).text;
+            EXPECT_EQ(console.find("测试结果:  OK!") == std::string::npos, isFaulty(name)) << name;
             text += "and on the console\n" +
                     console.substr(console.rfind('\n', console.find("R8测试结果如下")) + 1);
         }

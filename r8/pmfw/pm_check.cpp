@@ -18,7 +18,7 @@ constexpr uint32_t probeWords = 4;
 constexpr uint32_t flashProbePattern[probeWords] = {0x00010203, 0xFFFEFDFC, 0x55AA55AA, 0xF00FFF00};
 
 uint8_t registerByte() {
-    return static_cast<uint8_t>(pmState.dataWord);
+    return static_cast<uint8_t>(pmState.dataWord());
 }
 
 // A size that can't be read or does not fit becomes all ones, which is no multiple of 4.
@@ -126,7 +126,7 @@ int chk39xdev() {
         return failWith("ERR : chk39xdev, read JMB39X fail1", result);
     }
     if (registerByte() != pmPresence1 && registerByte() != pmPresence2) {
-        print("ERR : JMB39X device doesn't exist (%08Xh)\n", pmState.dataWord);
+        print("ERR : JMB39X device doesn't exist (%08Xh)\n", pmState.dataWord());
         return -1;
     }
     print("INFO: JMB39X device exist\n");
@@ -164,10 +164,10 @@ int chkflashsts() {
         return failWith("ERR : chkflashsts, spiREAD fail (00000000h)", result);
     }
     const uint8_t identification[] = {imageHeader::id0, imageHeader::id1, pmState.revisionId, pmChipId};
-    if (pmState.dataWord == littleEndian32(identification)) {
+    if (pmState.dataWord() == littleEndian32(identification)) {
         print("INFO: Flash is found by chk1\n");
         return 1;
     }
-    print("WRN : chkflashsts, chk1 fail, try chk0 (%08X)\n", pmState.dataWord);
+    print("WRN : chkflashsts, chk1 fail, try chk0 (%08X)\n", pmState.dataWord());
     return probeFlash();
 }

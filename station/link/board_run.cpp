@@ -211,7 +211,7 @@ void BoardRun::settleRefusal(const ToolEnd& ssh) {
 ToolEnd BoardRun::endOf(const ToolEnd& ssh) {
     ToolEnd end = told_;
     end.interrupted = ssh.interrupted;
-    end.timedOut = ssh.timedOut || why_ == "timeout";
+    end.timedOut = why_ == "timeout" || (ssh.timedOut && strange_.empty());
     if (!strange_.empty()) {
         end.brokeOff = "not known to this station: the board's line " + strange_;
     } else if (phase_ != Phase::ended) {

@@ -57,6 +57,19 @@ void setBit(std::uint64_t& word, std::uint64_t bit, bool on) {
     word = on ? word | mask : word & ~mask;
 }
 
+void readAnswers(Section& section, std::map<unsigned, std::vector<std::uint8_t>>& answers) {
+    for (const ControlRequest& request : controlRequests) {
+        if (request.argument != ArgumentKind::fromDriver || !section.has(request.name)) {
+            continue;
+        }
+        std::vector<std::uint8_t>& answer = answers[request.code];
+        section.bytes(request.name, answer);
+        if (answer.size() != request.bytes) {
+            section.fail(request.name, "has " + std::to_string(request.bytes) + " bytes");
+        }
+    }
+}
+
 }  // namespace
 
 void ControlDevice::setCpld(CpldField field, unsigned value) {
@@ -98,14 +111,7 @@ void ControlDevice::configure(Section& section) {
         }
     }
     for (Section& part : section.sections("answers")) {
-        for (const ControlRequest& request : controlRequests) {
-            if (request.argument == ArgumentKind::fromDriver && part.has(request.name)) {
-                part.bytes(request.name, answers[request.code]);
-                if (answers[request.code].size() != request.bytes) {
-                    part.fail(request.name, "has " + std::to_string(request.bytes) + " bytes");
-                }
-            }
-        }
+        readAnswers(part, answers);
         part.finish();
     }
 }

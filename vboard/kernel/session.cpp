@@ -8,6 +8,8 @@
 #include <thread>
 #include <utility>
 
+#include "vboard/kernel/own_core.h"
+
 namespace vboard {
 
 Session::Session(Machine& machine, const RunSettings& settings, Node& standardInput)
@@ -24,6 +26,7 @@ Session::~Session() {
 }
 
 SessionResult Session::run(ToolCommand command) {
+    const OwnCore core;
     const auto process = std::make_shared<Process>();
     process->files[STDIN_FILENO] = std::make_shared<OpenFile>(OpenFile{&standardInput_, "standard input"});
     Task& first = addTask("main", process, true);
@@ -75,26 +78,15 @@ bool Session::step() {
     return true;
 }
 
-// False when the tool hangs or was stopped.
+// False when the tool hangs or was stopped. What the tool said before a request is seen together with it: the
+// kernel looks at the channels in their order.
 bool Session::awaitRequest(Task& task) {
+    const bool isFile = tool_->outputDescriptor() == -1;  // nobody tells when there is more in it
     pollfd watched[] = {{task.connection.descriptor(), POLLIN, 0},
                         {tool_->outputDescriptor(), POLLIN, 0},
                         {tool_->errorsDescriptor(), POLLIN, 0}};
     const auto asked = std::chrono::steady_clock::now();
     for (;;) {
-        const ssize_t size = task.connection.receive(request_);
-        if (size >= static_cast<ssize_t>(wire::requestHeaderBytes)) {
-            task.running = false;
-            collectOutput();
-            handle(task);
-            return true;
-        }
-        if (size == 0 || (size == -1 && errno != EAGAIN && errno != EINTR)) {
-            collectOutput();
-            endTask(task);
-            endDeadProcess(*task.process);
-            return true;
-        }
         const auto silence = std::chrono::steady_clock::now() - asked;
         const auto left =
             std::chrono::duration_cast<std::chrono::milliseconds>(settings_.silenceLimit - silence);
@@ -103,12 +95,25 @@ bool Session::awaitRequest(Task& task) {
                  " s of real time");
             return false;
         }
+        if (isFile || ((watched[1].revents | watched[2].revents) & POLLIN) != 0) {
+            collectOutput();
+        }
         for (pollfd& channel : std::span(watched).subspan(1)) {
-            if ((channel.revents & POLLIN) != 0) {
-                collectOutput();
-            } else if (channel.revents != 0) {
+            if ((channel.revents & POLLIN) == 0 && channel.revents != 0) {
                 channel.fd = -1;  // closed: it would wake us for ever
             }
+        }
+        const ssize_t size = task.connection.receive(request_);
+        if (size >= static_cast<ssize_t>(wire::requestHeaderBytes)) {
+            task.running = false;
+            handle(task);
+            return true;
+        }
+        if (size == 0 || (size == -1 && errno != EAGAIN && errno != EINTR)) {
+            collectOutput();
+            endTask(task);
+            endDeadProcess(*task.process);
+            return true;
         }
     }
 }

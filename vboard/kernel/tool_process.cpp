@@ -72,7 +72,7 @@ std::vector<std::string> environmentFor(const ToolCommand& command, int connecti
     std::vector<std::string> environment = {
         "TZ=UTC0", "LSAN_OPTIONS=detect_leaks=0",
         (isStartedByQemu(command) ? "QEMU_SET_ENV=LD_PRELOAD=" : "LD_PRELOAD=") + command.preload,
-        wire::connectionVariable + ("=" + std::to_string(connection))};
+        std::string(wire::connectionVariable) + '=' + std::to_string(connection)};
     for (const char* name : {"ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "QEMU_LD_PREFIX"}) {
         if (const char* value = std::getenv(name)) {
             environment.push_back(std::string(name) + "=" + value);
@@ -81,7 +81,8 @@ std::vector<std::string> environmentFor(const ToolCommand& command, int connecti
 #ifdef VBOARD_HOST_FOLDER
     environment.push_back(std::string(wire::hostFolderVariable) + "=" + VBOARD_HOST_FOLDER);
 #endif
-    environment.insert(environment.end(), command.environment.begin(), command.environment.end());
+    // Of two with one name the C library takes the first.
+    environment.insert(environment.begin(), command.environment.begin(), command.environment.end());
     return environment;
 }
 

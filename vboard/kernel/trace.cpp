@@ -47,11 +47,12 @@ std::string toText(const Trace& trace) {
 }
 
 std::string hexText(const std::uint8_t* bytes, std::size_t size) {
+    constexpr char digits[] = "0123456789ABCDEF";  // every request passes here: no printf
     std::string text;
     for (std::size_t i = 0; i < size; ++i) {
-        char pair[4];
-        (void)std::snprintf(pair, sizeof pair, i == 0 ? "%02X" : " %02X", bytes[i]);
-        text += pair;
+        text += i == 0 ? "" : " ";
+        text += digits[bytes[i] >> 4];
+        text += digits[bytes[i] & 0xF];
     }
     return text;
 }

@@ -1,0 +1,159 @@
+// What the station makes of a board's words: an ssh that plays what a script says, and the scanner of those
+// words.
+
+#include <fstream>
+
+#include "station/keep/run_history.h"
+#include "station/link/marker_scanner.h"
+#include "tests/station_bench.h"
+
+using namespace station;
+using namespace station_test;
+using testing::HasSubstr;
+
+namespace {
+
+const std::string sum(64, 'a');
+const std::string begin = "T kernel 4.4\nT sha256 " + sum + "\nT started 9\n";
+
+class StationBoard : public StationBench {
+  protected:
+    // The station's exit status when the board says these words on standard error, T for "r8-station TOKEN",
+    // sends the records of a healthy board, and ssh ends with that status.
+    int stationWith(const std::string& words, int status, const std::string& log = "",
+                    bool sendsRecords = true) {
+        (void)file("words", words);
+        (void)file("log", log);
+        (void)file("records", sendsRecords ? stream(healthyTexts()) : "");
+        const std::string script =
+            "#!/bin/sh\nlog=$3\nfor command; do :; done\n"
+            "token=$(printf %s \"$command\" | grep -o 'r8-station [0-9a-f]\\{32\\} ' | tail -1)\n"
+            "cd " +
+            bench.string() +
+            "\ncat log >>$log\n[ ! -s words ] || sed \"s/^T /$token/\" words >&2\n"
+            "cat records\nexit " +
+            std::to_string(status) + "\n";
+        fs::permissions(file("ssh", script), fs::perms::owner_all);
+        return statusOf(
+            start({"/usr/bin/env", "PATH=" + bench.string() + ":/usr/bin:/bin", STATION, "run", "--board",
+                   "b", "--unit", "7", "--clock", "auto", "--results", bench / "results"}));
+    }
+    Json lastReasons() const {
+        int number = 1;
+        while (fs::exists(attempt(number + 1))) {
+            ++number;
+        }
+        return record(number)["reasons"];
+    }
+};
+
+TEST_F(StationBoard, passesOnlyWhatTheBoardHasToldToItsEnd) {
+    const struct {
+        std::string words;
+        int sshStatus;
+        int status;
+        const char* reason;
+    } cases[] = {
+        {begin + "T exit 0\n", 0, 0, ""},
+        {begin + "T left 10 11\nT exit 0\n", 0, 0, ""},
+        {begin + "partial T exit 0\n", 0, 3, "broke off"},
+        {begin + "T exit 0", 0, 3, "broke off"},
+        {begin, 0, 3, "broke off: ssh ended with status 0"},
+        {begin + "T exit 0\n", 255, 3, "does not go with the end of ssh"},
+        {begin + "T exit 255\n", 255, 3, "the tool ended with status 255"},
+        {begin + "T signal 9\n", 137, 3, "killed by signal 9"},
+        {begin + "T signal 9\n", 9, 3, "does not go with"},
+        {begin + "T ended timeout\nT signal 15\n", 121, 3, "did not end in time"},
+        {begin + "T ended silence\nT exit 0\n", 121, 3, "heard no more from the station"},
+        {begin + "T ended signal\nT exit 0\n", 121, 3, "by a signal"},
+        {begin + "T ended copier\nT exit 0\n", 121, 3, "hands on the records"},
+        {begin + "T ended copier\nT exit 0\n", 0, 3, "does not go with"},
+        {begin + "T ended otherwise\nT exit 0\n", 121, 3, "not known to this station"},
+        {begin + "T exit 0\nT exit 0\n", 0, 3, "not known to this station"},
+        {begin + "T exit 0x\n", 0, 3, "not known to this station"},
+        {begin + "T exit 256\n", 0, 3, "not known to this station"},
+        {begin + "T exit\n", 0, 3, "not known to this station"},
+        {begin + "T kernel 4.4\nT exit 0\n", 0, 3, "not known to this station"},
+        {"T kernel 4.4\nT sha256 short\nT started 9\nT exit 0\n", 0, 3, "not known to this station"},
+        {begin + "T refused not-started 127\n", 120, 3, "does not start"},  // yet records came
+    };
+    for (const auto& [words, sshStatus, status, reason] : cases) {
+        EXPECT_EQ(stationWith(words, sshStatus), status) << words;
+        const Json reasons = lastReasons();
+        EXPECT_EQ(reasons.empty(), status == 0) << words << reasons;
+        EXPECT_THAT(reasons.dump(), HasSubstr(reason)) << words;
+    }
+}
+
+TEST_F(StationBoard, keepsNothingWhereNothingWasTested) {
+    const struct {
+        std::string words;
+        int sshStatus;
+        const char* reason;
+        const char* log = "";
+    } cases[] = {
+        {"", 127, "no shell that runs our program; status 127"},
+        {"", 255, "Connection refused", "debug1: x\r\nssh: connect: Connection refused\r\n"},
+        {"T started 9\nT exit 0\n", 0, "not known to this station: started 9"},
+        {"T kernel 4.4\nT refused busy 17 60\n", 120, "process 17, for 60 s, since "},
+        {"T kernel 4.4\nno such applet\nT refused no-pipe 127 /p\n", 120, "no mkfifo\n  no such applet"},
+        {begin + "T refused not-started 127\n", 120, "does not start"},
+        {"T kernel 4.4\nT refused otherwise\n", 120, "not known to this station"},
+        {"T kernel 4.4\n", 255, "closed by remote", "Connection closed by remote host.\r\ndebug1: a\nb\r\n"},
+        {"T kernel 4.4\n", 255, "ssh-keygen -R", "@ REMOTE HOST IDENTIFICATION HAS CHANGED @\r\nbad\r\n"},
+    };
+    for (const auto& [words, sshStatus, reason, log] : cases) {
+        EXPECT_EQ(stationWith(words, sshStatus, log, false), 2) << words;
+        EXPECT_THAT(output(), HasSubstr(reason)) << words;
+        fs::remove(bench / "output");
+    }
+    EXPECT_FALSE(fs::exists(attempt(1)));
+}
+
+TEST_F(StationBoard, wrongUseStaysOnThisMachine) {
+    for (const std::vector<std::string>& words :
+         std::vector<std::vector<std::string>>{{"--board", ""},
+                                               {"--board", "-oProxyCommand=x"},
+                                               {"--board", "b", "--records", "stdout"},
+                                               {"--shared"},
+                                               {"--tool", STATION},
+                                               {"--board", "b", "--tool", "no-such-file"},
+                                               {"--board", "b", "--tool", STATION, "--", "r8"}}) {
+        std::vector<std::string> all = {STATION, "run", "--no-unit", "--results", bench / "results"};
+        all.insert(all.end(), words.begin(), words.end());
+        EXPECT_EQ(statusOf(start(all)), 2) << testing::PrintToString(words);
+    }
+    EXPECT_FALSE(fs::exists(bench / "results"));
+}
+
+TEST(StationMarkers, areFoundWhereverTheStreamIsCut) {
+    const std::string mark = "r8-station t ";
+    const std::string text = "a\n" + mark + "x 1\nr8-stat" + mark + "y\nb" + mark + std::string(5000, 'z') +
+                             "\n" + mark + "last\nr8-station t";
+    const auto scan = [](std::initializer_list<std::string_view> pieces) {
+        MarkerScanner scanner("t");
+        std::string markers, rest;
+        const auto onRest = [&rest](std::string_view bytes) { rest += bytes; };
+        for (const std::string_view piece : pieces) {
+            scanner.feed(
+                piece, [&markers](std::string_view words) { markers += std::string(words) + ","; }, onRest);
+        }
+        scanner.finish(onRest);
+        return std::pair(markers, rest);
+    };
+    const auto whole = scan({text});
+    EXPECT_EQ(whole.first, "x 1,y,last,");
+    EXPECT_EQ(whole.second, "a\nr8-statb" + mark + std::string(5000, 'z') + "\nr8-station t");
+    for (std::size_t at = 0; at <= text.size(); ++at) {
+        const std::string_view all = text;
+        ASSERT_EQ(scan({all.substr(0, at), all.substr(at)}), whole) << at;
+    }
+}
+
+TEST(StationLimit, isFiveRunsAndAtLeastThreeMinutes) {
+    EXPECT_EQ(defaultLimit({}), 180);
+    EXPECT_EQ(defaultLimit({7, 36}), 180);
+    EXPECT_EQ(defaultLimit({7, 100}), 500);
+}
+
+}  // namespace
