@@ -82,7 +82,8 @@ int runOne(const Options& options) {
     Streams streams = {stdout, stderr, stderr, options.traceFile, options.fifo};
     streams.raw = options.raw;
     streams.timestamps = options.timestamps;
-    Run run(*machine, which, board, streams, options.limitSeconds);
+    constexpr double untilStopped = 1e9;
+    Run run(*machine, which, board, streams, options.sshPort != 0 ? untilStopped : options.limitSeconds);
     const std::optional<int> status = run.perform();
     return status && !run.leftSomething() ? *status : stoppedByBoard;
 }
