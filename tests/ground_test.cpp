@@ -83,13 +83,21 @@ TEST(Print, SignalsAndASlowReaderLoseNothing) {
     ASSERT_EQ(sigaction(SIGUSR1, &interrupt, &before), 0);
     const std::string text(1'000'000, 'x');
     ssize_t written = 0;
-    std::thread writer([&] { written = writeText(ends[1], text.data(), text.size()); });
+    std::thread writer([&] {
+        written = writeText(ends[1], text.data(), text.size());
+        (void)close(ends[1]);
+    });
     std::string arrived(text.size(), '\0');
     for (std::size_t count = 0; count < arrived.size();) {
-        (void)pthread_kill(writer.native_handle(), SIGUSR1);
+        for (int i = 0; i < 5; ++i) {  // with a part of the text taken, and with none
+            (void)pthread_kill(writer.native_handle(), SIGUSR1);
+            std::this_thread::yield();
+        }
         const ssize_t bytes =
             read(ends[0], arrived.data() + count, std::min<std::size_t>(5000, arrived.size() - count));
-        ASSERT_GT(bytes, 0);
+        if (bytes <= 0) {
+            break;
+        }
         count += static_cast<std::size_t>(bytes);
     }
     writer.join();
@@ -97,7 +105,6 @@ TEST(Print, SignalsAndASlowReaderLoseNothing) {
     EXPECT_EQ(arrived, text);
     (void)sigaction(SIGUSR1, &before, nullptr);
     (void)close(ends[0]);
-    (void)close(ends[1]);
 }
 
 // More names than fit one buffer, and the longest ones.
