@@ -10,7 +10,7 @@ armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-
 emulatorPackages="qemu-user"
 benchmarkPackages="valgrind"
 tidyPackages="clang-tidy"
-emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod"
+emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod openssh-client"
 linePackages="openssh-server openssh-client procps"
 fuzzPackages="clang libclang-rt-14-dev"
 

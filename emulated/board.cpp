@@ -5,6 +5,7 @@
 
 #include <csignal>
 #include <filesystem>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <stdexcept>
@@ -28,6 +29,8 @@ struct Options {
     std::string shell;
     std::string caseList;
     std::string results;
+    std::string sshKey;
+    unsigned sshPort = 0;
     double limitSeconds = 240;
     bool raw = false;
     bool timestamps = false;
@@ -47,7 +50,16 @@ std::unique_ptr<Machine> switchOn(const Options& options, const vboard::VirtualB
     std::cerr << "emulated: Debian's kernel boots on an emulated 32-bit ARM machine, this takes some 10 s "
                  "(its log: "
               << log.string() << ")\n";
-    return std::make_unique<Machine>(options.machine, board, log, signals);
+    return std::make_unique<Machine>(options.machine, board, log, signals, options.sshPort);
+}
+
+std::string lineOf(const std::string& file) {
+    std::ifstream stream(file);
+    std::string line;
+    if (!std::getline(stream, line) || line.find('\'') != std::string::npos) {
+        throw std::runtime_error("no key in " + file);
+    }
+    return line;
 }
 
 int runOne(const Options& options) {
@@ -59,15 +71,19 @@ int runOne(const Options& options) {
     if (!options.command.empty()) {
         arguments.assign(options.command.begin() + 1, options.command.end());
     }
-    const Case which = {"run", options.scenario,
-                        options.shell.empty() ? toolCommand(arguments) : options.shell};
+    Case which = {"run", options.scenario, options.shell.empty() ? toolCommand(arguments) : options.shell};
+    if (options.sshPort != 0) {
+        which.command = "untilStopped";
+        which.sshKey = lineOf(options.sshKey);
+    }
     const int signals = openStopSignals();  // first: nothing that follows may be left behind
     const auto machine =
         switchOn(options, board, std::filesystem::path(options.machine) / "console.log", signals);
     Streams streams = {stdout, stderr, stderr, options.traceFile, options.fifo};
     streams.raw = options.raw;
     streams.timestamps = options.timestamps;
-    Run run(*machine, which, board, streams, options.limitSeconds);
+    constexpr double untilStopped = 1e9;
+    Run run(*machine, which, board, streams, options.sshPort != 0 ? untilStopped : options.limitSeconds);
     const std::optional<int> status = run.perform();
     return status && !run.leftSomething() ? *status : stoppedByBoard;
 }
@@ -148,6 +164,10 @@ int parse(int argc, char** argv, Options& options) {
     app.add_option("--fifo", options.fifo, "hand the records to the reader of this FIFO");
     app.add_option("--limit", options.limitSeconds, "seconds that the tool may take")->capture_default_str();
     app.add_option("--shell", options.shell, "start the tool by these words of shell on the machine");
+    CLI::Option* const key = app.add_option("--ssh-key", options.sshKey, "public key of whoever may come in");
+    app.add_option("--ssh-port", options.sshPort,
+                   "start no tool: let root come in with ssh at this port of 127.0.0.1, until a signal")
+        ->needs(key);
     app.add_flag("--refusals", options.refusals, "only name what this board can't do");
     app.add_option("--cases", options.caseList, "run the cases of this list: NAME SCENARIO SHELL...")
         ->excludes("--shell");

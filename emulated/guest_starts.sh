@@ -1,6 +1,11 @@
 # Other ways to start the tool than by its name: what only a real kernel can show. Sourced by emulated/init; each
 # stands in front of the tool's command.
 
+# untilStopped: no tool; somebody else may start it
+untilStopped() {
+    while [ ! -e /tmp/stop ]; do sleep 1; done
+}
+
 # signalled SECONDS SIGNAL COMMAND...: as a terminal or a supervising process does it, to each process of the tool
 signalled() {
     after=$1 signal=$2

@@ -16,7 +16,7 @@ constexpr std::size_t readBytes = 4096;
 }  // namespace
 
 Machine::Machine(const std::filesystem::path& folder, const vboard::VirtualBoard& board,
-                 const std::filesystem::path& log, int signals)
+                 const std::filesystem::path& log, int signals, unsigned sshPort)
     : hardware_(board), plugs_(folder_.path), qemu_(folder), signals_(signals), powerOn_(SteadyClock::now()) {
     heard(Channel::panel).fd = qemu_.addChannel("panel");
     heard(Channel::rs485).fd = qemu_.addChannel("rs485");
@@ -25,6 +25,11 @@ Machine::Machine(const std::filesystem::path& folder, const vboard::VirtualBoard
     monitor_ = qemu_.addChannel("monitor");
     qemu_.add({"-mon", "chardev=monitor,mode=control"});
     qemu_.add(hardware_.arguments());
+    if (sshPort != 0) {
+        qemu_.add({"-netdev",
+                   "user,restrict=on,id=service,hostfwd=tcp:127.0.0.1:" + std::to_string(sshPort) + "-:22",
+                   "-device", "virtio-net-pci,romfile=,netdev=service,mac=52:54:00:00:00:10"});
+    }
     heard(Channel::output).fd = qemu_.addPort("out");
     heard(Channel::errors).fd = qemu_.addPort("err");
     heard(Channel::records).fd = qemu_.addPort("records");

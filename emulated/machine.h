@@ -25,9 +25,10 @@ class Machine {
   public:
     using Listener = std::function<void(std::string_view)>;
 
-    // folder: see Qemu; log: of the kernel's console; signals: see openStopSignals.
+    // folder: see Qemu; log: of the kernel's console; signals: see openStopSignals; sshPort: of this
+    // computer, that leads to the machine's SSH server, 0 for none.
     Machine(const std::filesystem::path& folder, const vboard::VirtualBoard& board,
-            const std::filesystem::path& log, int signals);
+            const std::filesystem::path& log, int signals, unsigned sshPort);
 
     const Hardware& hardware() const { return hardware_; }
     UsbPlugs& plugs() { return plugs_; }

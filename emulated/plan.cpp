@@ -99,6 +99,9 @@ Plan makePlan(const VirtualBoard& board, const Case& which, const Hardware& hard
     planNodes(board, plan);
     planProcesses(board, which.command.find("netR8test") != std::string::npos, plan);
     planClock(board, plan);
+    if (!which.sshKey.empty()) {
+        plan.guest.push_back("sshServer '" + which.sshKey + "'");
+    }
     plan.guest.push_back("run " + which.command);
     return plan;
 }

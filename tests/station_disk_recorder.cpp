@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -44,7 +45,9 @@ extern "C" ssize_t write(int fd, const void* bytes, std::size_t count) {
         errno = ENOSPC;
         return -1;
     }
-    return next("write", &write)(fd, bytes, count);
+    constexpr std::size_t most = 1000;  // a disk may take less than it is given
+    const bool isKept = pathOf(fd).find("/results/") != std::string::npos;
+    return next("write", &write)(fd, bytes, isKept ? std::min(count, most) : count);
 }
 
 extern "C" int fsync(int fd) {

@@ -59,23 +59,14 @@ Run VirtualBoard::run(const ToolCommand& command) {
 void VirtualBoard::configure(Section& section) {
     section.text("shows", shows);
     section.texts("arguments", arguments);
-    for (Section& part : section.sections("run")) {
-        configureRun(part);
-        part.finish();
-    }
+    section.each("run", [&](Section& part) { configureRun(part); });
     for (Device* device : devices()) {
         if (section.has(device->scenarioTable())) {
             device->beginConfiguration();
         }
-        for (Section& part : section.sections(device->scenarioTable())) {
-            device->configure(part);
-            part.finish();
-        }
+        section.each(device->scenarioTable(), [&](Section& part) { device->configure(part); });
     }
-    for (Section& part : section.sections("fault")) {
-        configureFaults(part);
-        part.finish();
-    }
+    section.each("fault", [&](Section& part) { configureFaults(part); });
 }
 
 void VirtualBoard::configureRun(Section& section) {

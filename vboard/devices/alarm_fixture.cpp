@@ -23,7 +23,7 @@ void AlarmFixture::plugIn(Machine&) {
 void AlarmFixture::configure(Section& section) {
     constexpr unsigned outputCount = 8;
     constexpr unsigned inputCount = 16;
-    for (Section& wires : section.sections("wiring")) {
+    section.each("wiring", [&](Section& wires) {
         wiring.assign(outputCount, {});
         for (unsigned output = 1; output <= outputCount; ++output) {
             const std::string key = "output" + std::to_string(output);
@@ -34,8 +34,7 @@ void AlarmFixture::configure(Section& section) {
                 }
             }
         }
-        wires.finish();
-    }
+    });
     section.number("stuckActive", stuckActive);
     section.number("stuckInactive", stuckInactive);
 }

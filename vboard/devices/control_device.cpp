@@ -110,10 +110,7 @@ void ControlDevice::configure(Section& section) {
             setMacAddress(card, six);
         }
     }
-    for (Section& part : section.sections("answers")) {
-        readAnswers(part, answers);
-        part.finish();
-    }
+    section.each("answers", [&](Section& part) { readAnswers(part, answers); });
 }
 
 void BoardDescription::configure(Section& section) {

@@ -44,7 +44,7 @@ void FirmwareImageFile::configure(Section& section) {
     if (section.has("bytes")) {
         section.bytes("bytes", content.emplace());
     }
-    for (Section& patch : section.sections("patch")) {
+    section.each("patch", [&](Section& patch) {
         std::uint32_t offset = 0;
         std::vector<std::uint8_t> bytes;
         patch.number("offset", offset);
@@ -53,8 +53,7 @@ void FirmwareImageFile::configure(Section& section) {
             patch.fail("offset", "lies outside the image");
         }
         std::copy(bytes.begin(), bytes.end(), content->begin() + offset);
-        patch.finish();
-    }
+    });
 }
 
 void FirmwareImageFile::plugIn(Machine& machine) {

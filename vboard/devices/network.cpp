@@ -25,7 +25,7 @@ Result answer(std::span<std::uint8_t> bytes, const Fill& fill) {
 }  // namespace
 
 void Network::configure(Section& section) {
-    for (Section& entry : section.sections("interface")) {
+    section.each("interface", [&](Section& entry) {
         std::string name;
         entry.text("name", name);
         if (name.empty() || name.size() >= IFNAMSIZ) {
@@ -36,8 +36,7 @@ void Network::configure(Section& section) {
         entry.number("speed", interface.speed);
         entry.flag("fullDuplex", interface.fullDuplex);
         entry.flag("missing", interface.missing);
-        entry.finish();
-    }
+    });
 }
 
 void Network::plugIn(Machine& machine) {

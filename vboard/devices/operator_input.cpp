@@ -6,13 +6,12 @@ namespace vboard {
 
 void OperatorInput::configure(Section& section) {
     section.flag("closed", closed);
-    for (Section& entry : section.sections("types")) {
+    section.each("types", [&](Section& entry) {
         TypedText typed{Time(0), "\n"};
         entry.seconds("at", typed.at);
         entry.text("text", typed.text);
-        entry.finish();
         types.push_back(typed);
-    }
+    });
 }
 
 void OperatorInput::plugIn(Machine& machine) {

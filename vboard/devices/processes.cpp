@@ -7,14 +7,13 @@ void Processes::configure(Section& section) {
     if (section.has("process")) {
         processes.clear();
     }
-    for (Section& entry : section.sections("process")) {
+    section.each("process", [&](Section& entry) {
         BoardProcess process;
         entry.text("name", process.name);
         entry.texts("commandLine", process.commandLine);
         entry.flag("unreadable", process.unreadable);
-        entry.finish();
         processes.push_back(process);
-    }
+    });
 }
 
 void Processes::plugIn(Machine& machine) {

@@ -32,16 +32,15 @@ void Rs485Bus::configure(Section& section) {
     if (section.has("answer")) {
         answers.clear();
     }
-    for (Section& entry : section.sections("answer")) {
+    section.each("answer", [&](Section& entry) {
         TestDeviceAnswer answer;
         entry.bytes("bytes", answer.bytes);
         entry.number("leadingZeros", answer.leadingZeros);
         entry.seconds("after", answer.after);
         entry.number("tornAfter", answer.tornAfter);
         entry.seconds("gap", answer.gap);
-        entry.finish();
         answers.push_back(answer);
-    }
+    });
 }
 
 void Rs485Bus::plugIn(Machine& machine) {

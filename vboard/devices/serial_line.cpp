@@ -231,13 +231,12 @@ Result SerialLine::flush(int queue) {
 }
 
 void readTimedBytes(Section& section, const std::string& key, std::vector<TimedBytes>& pieces) {
-    for (Section& entry : section.sections(key)) {
+    section.each(key, [&](Section& entry) {
         TimedBytes piece;
         entry.seconds("at", piece.at);
         entry.bytes("bytes", piece.bytes);
-        entry.finish();
         pieces.push_back(piece);
-    }
+    });
 }
 
 }  // namespace vboard

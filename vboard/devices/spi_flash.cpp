@@ -34,7 +34,7 @@ void SpiFlash::configure(Section& section) {
     section.number("busyAfterProgram", busyAfterProgram);
     section.number("busyAfterErase", busyAfterErase);
     section.number("ignoredWrite", ignoredWrite);
-    for (Section& entry : section.sections("stuckBit")) {
+    section.each("stuckBit", [&](Section& entry) {
         StuckBit stuck;
         entry.number("address", stuck.address);
         entry.number("bit", stuck.bit);
@@ -42,9 +42,8 @@ void SpiFlash::configure(Section& section) {
         if (stuck.bit > 7) {
             entry.fail("bit", "is a number from 0 to 7");
         }
-        entry.finish();
         stuckBits.push_back(stuck);
-    }
+    });
 }
 
 void SpiFlash::powerUp() {

@@ -9,7 +9,7 @@ void UsbPorts::configure(Section& section) {
     section.flag("usb3", usb3);
     section.texts("order", order);
     section.texts("mountPoints", mountPoints);
-    for (Section& entry : section.sections("disk")) {
+    section.each("disk", [&](Section& entry) {
         std::string name;
         entry.text("name", name);
         if (name.empty()) {
@@ -25,8 +25,7 @@ void UsbPorts::configure(Section& section) {
                       {"never", UsbDisk::Mount::never}});
         entry.flag("queryFails", disk.queryFails);
         entry.flag("absent", disk.absent);
-        entry.finish();
-    }
+    });
 }
 
 void UsbPorts::plugIn(Machine& machine) {

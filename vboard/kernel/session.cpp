@@ -5,12 +5,26 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <span>
 #include <thread>
 #include <utility>
 
 #include "vboard/kernel/own_core.h"
 
 namespace vboard {
+
+namespace {
+
+// Such a channel would wake us for ever.
+void leaveClosed(std::span<pollfd> channels) {
+    for (pollfd& channel : channels) {
+        if ((channel.revents & POLLIN) == 0 && channel.revents != 0) {
+            channel.fd = -1;
+        }
+    }
+}
+
+}  // namespace
 
 Session::Session(Machine& machine, const RunSettings& settings, Node& standardInput)
     : machine_(machine),
@@ -98,11 +112,7 @@ bool Session::awaitRequest(Task& task) {
         if (isFile || ((watched[1].revents | watched[2].revents) & POLLIN) != 0) {
             collectOutput();
         }
-        for (pollfd& channel : std::span(watched).subspan(1)) {
-            if ((channel.revents & POLLIN) == 0 && channel.revents != 0) {
-                channel.fd = -1;  // closed: it would wake us for ever
-            }
-        }
+        leaveClosed(std::span(watched).subspan(1));
         const ssize_t size = task.connection.receive(request_);
         if (size >= static_cast<ssize_t>(wire::requestHeaderBytes)) {
             task.running = false;

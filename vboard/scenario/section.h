@@ -77,13 +77,21 @@ class Section {
         }
     }
 
-    // The tables of an array of tables, or the one table of that name; none when the key is not there.
-    std::vector<Section> sections(const std::string& key);
+    // Reads the tables of an array of tables, or the one table of that name; none when the key is not there.
+    // A table may hold no key that read did not ask for.
+    template <typename Read>
+    void each(const std::string& key, Read read) {
+        for (Section& entry : sections(key)) {
+            read(entry);
+            entry.finish();
+        }
+    }
 
     [[noreturn]] void fail(const std::string& key, const std::string& why) const;
     void finish() const;
 
   private:
+    std::vector<Section> sections(const std::string& key);
     const toml::node* take(const std::string& key);
     std::int64_t integer(const std::string& key, std::int64_t otherwise, std::int64_t least,
                          std::uint64_t most);
