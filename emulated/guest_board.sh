@@ -182,6 +182,7 @@ network() {
         address=${card%%,*} link=${card##*,} name=${card#*,}
         name=${name%,*}
         ip link set "$(interfaceOf "$address")" name "$name"
+        grep -qs "$link" "/sys/class/net/$name/carrier" || ip link set "$name" down # looks at its link anew
         ip link set "$name" up
         await grep -q "$link" "/sys/class/net/$name/carrier"
     done
