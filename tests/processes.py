@@ -6,6 +6,8 @@ from pathlib import Path
 
 patience = 30  # seconds until something that has to happen is a fault
 
+signal.signal(signal.SIGHUP, signal.SIG_DFL)  # below nohup, a shell could not even trap it
+
 
 def expect(actual, wanted):
     assert actual == wanted, f"...{repr(actual)[-300:]} instead of ...{repr(wanted)[-300:]}"

@@ -21,7 +21,7 @@ int openControlDevice() {
 
 int getCpldInfo(int fd, CpldInfo* record) {
     if (fd == -1 || record == nullptr) {
-        print("arg error!!!\n");
+        print("arg error!!!");
         return -1;
     }
     memset(record, 0, sizeof *record);
