@@ -15,6 +15,7 @@ namespace station {
 namespace {
 
 constexpr std::size_t longestConsoleLine = 4096;
+constexpr std::size_t mostStreamBytes = 64 * 1024 * 1024;  // a run has some hundred KiB
 
 bool personIsThere() {
     return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
@@ -52,7 +53,11 @@ void Session::console(LineBuffer& buffer, std::string_view bytes) {
     std::size_t lineEnd;
     while ((lineEnd = std::min(left.find('\n'), longestConsoleLine)) < left.size()) {
         interpreter_.console(now(), buffer.decode(left.substr(0, lineEnd)));
-        left.remove_prefix(lineEnd + (left[lineEnd] == '\n' ? 1 : 0));
+        const bool isCut = left[lineEnd] != '\n';
+        if (isCut) {  // what the cut goes through is not understood
+            interpreter_.run.addUnknown("a line of more than 4096 bytes on the console");
+        }
+        left.remove_prefix(lineEnd + (isCut ? 0 : 1));
     }
     buffer.pending.erase(0, buffer.pending.size() - left.size());
 }
@@ -60,6 +65,11 @@ void Session::console(LineBuffer& buffer, std::string_view bytes) {
 StreamHandlers Session::handlers() {
     StreamHandlers handlers;
     handlers.records = [this](std::string_view bytes) {
+        streamBytes_ += bytes.size();
+        if (streamBytes_ > mostStreamBytes) {
+            interpreter_.run.addUnknown("more than 64 MiB of records");
+            return;
+        }
         attempt_.appendStream(bytes);
         framer_.feed(bytes, [this](std::string_view text) { interpreter_.record(now(), utf8FromGbk(text)); });
     };

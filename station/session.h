@@ -47,6 +47,7 @@ class Session {
     Attempt attempt_;
     RunInterpreter interpreter_;
     RecordFramer framer_;
+    std::size_t streamBytes_ = 0;  // that came, kept or not
     LineBuffer output_{utf8FromGbk};
     LineBuffer errors_{utf8FromEither};
     LiveView view_;

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <ctime>
 #include <iostream>
@@ -74,6 +75,9 @@ AttemptInfo describeAttempt(const Options& options) {
 }
 
 double limitOf(const Options& options) {
+    if (options.timeoutSeconds && !std::isfinite(*options.timeoutSeconds)) {
+        throw WrongUse("--timeout wants a number of seconds");
+    }
     return options.timeoutSeconds ? *options.timeoutSeconds : defaultLimit(readHistory(options.results));
 }
 
@@ -144,12 +148,24 @@ void bringTool(const Options& options, const BoardAddress& board, const std::str
     std::cout << board.destination << ": " << done << '\n' << std::flush;
 }
 
-// The attempt begins when the tool has started: before, nothing is tested.
+// The attempt begins when the tool has started: before, nothing is tested, whatever fails here.
+ToolEnd superviseOnBoard(BoardRun& run, const std::unique_ptr<Session>& session) {
+    try {
+        return run.supervise();
+    } catch (const std::system_error& error) {
+        if (session) {
+            throw;
+        }
+        throw WrongUse(error.what());
+    }
+}
+
 ExitStatus runOnBoard(const Options& options) {
     AttemptInfo info = describeAttempt(options);
     info.command = commandOnBoard(options);
     info.toolPath = info.command.front();
     const BoardAddress board = addressOf(options);
+    prepare([&] { return std::filesystem::create_directories(options.results); });
     if (!options.tool.empty()) {
         bringTool(options, board, info.toolPath);
     }
@@ -161,9 +177,11 @@ ExitStatus runOnBoard(const Options& options) {
         session = openSession(options, info);
         return session->handlers();
     };
-    const BoardPlan plan = {options.fifo, options.shared, limitOf(options), info.command};
+    const std::string broughtSha256 =
+        options.tool.empty() ? "" : prepare([&] { return sha256OfFile(options.tool); });
+    const BoardPlan plan = {options.fifo, options.shared, limitOf(options), broughtSha256, info.command};
     BoardRun run = prepare([&] { return BoardRun(board, plan, onStarted); });
-    const ToolEnd end = run.supervise();
+    const ToolEnd end = superviseOnBoard(run, session);
     if (!run.refusal().empty()) {
         if (session) {
             session->withdraw();

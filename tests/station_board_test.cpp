@@ -164,6 +164,7 @@ TEST(StationLimit, isFiveRunsAndAtLeastThreeMinutes) {
     EXPECT_EQ(defaultLimit({}), 180);
     EXPECT_EQ(defaultLimit({7, 36}), 180);
     EXPECT_EQ(defaultLimit({7, 100}), 500);
+    EXPECT_EQ(defaultLimit({7, 1e300}), 1e6);
 }
 
 }  // namespace

@@ -45,6 +45,13 @@ TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
     EXPECT_NE(fs::status(attempt(1)).permissions() & fs::perms::others_exec, fs::perms::none);
 }
 
+TEST_F(StationRun, aLostRecordIsSeenWhereverItsLineStands) {
+    const std::string lost = "write error file = r8 ,line = 2 \n";
+    for (const std::string& before : {std::string("\x81"), std::string(4090, 'x'), std::string(9000, 'x')}) {
+        ASSERT_EQ(station(runWords(healthy, "exit:0", before + lost)), 3) << before.size();
+    }
+}
+
 // Also with the ignored signal and the closed descriptors that a daemon may leave its children.
 TEST_F(StationRun, exitStatusTellsTheOutcome) {
     const std::string failing = stream(changedTexts({"485口", "报警口", "485口       : 失败  \n"}));

@@ -36,8 +36,9 @@ void readSummaryLine(TestRun& run, std::string_view line) {
 }
 
 void readConsoleLine(TestRun& run, std::string_view line) {
-    // Trial messages come without line breaks, so any text may stand before.
-    for (std::size_t at = 0; (at = line.find("write error file = ", at)) != std::string_view::npos; ++at) {
+    // Trial messages come without line breaks, so any text may stand before; half a character would take the
+    // "w" with it.
+    for (std::size_t at = 0; (at = line.find("rite error file = ", at)) != std::string_view::npos; ++at) {
         ++run.lostLines;
     }
     std::int64_t card = 0;

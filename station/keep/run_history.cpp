@@ -28,8 +28,9 @@ RunHistory readHistory(const std::filesystem::path& results) {
 
 double defaultLimit(const RunHistory& history) {
     constexpr double shortest = 180;
+    constexpr double longest = 1e6;  // as --timeout takes
     constexpr double runs = 5;
-    return std::max(shortest, runs * history.seconds);
+    return std::clamp(runs * history.seconds, shortest, longest);
 }
 
 void writeHistory(const std::filesystem::path& results, const TestRun& run) {

@@ -1,12 +1,13 @@
-# What the station runs on the board: sh -c PROGRAM r8-station TOKEN PIPE SILENCE LIMIT MODE TOOL ARGUMENT...
-# Needs a POSIX shell, /proc, mkfifo, sleep and grep. Holds no single quote, so that the station can put it between two.
+# What the station runs on the board: sh -c PROGRAM r8-station TOKEN PIPE SILENCE LIMIT MODE SHA256 TOOL ARGUMENT...
+# Needs a POSIX shell, /proc, mkfifo, sleep, grep and readlink. Holds no single quote, so that the station can put it between two.
 # TOKEN    marks our own lines on standard error: "r8-station TOKEN WORD...", wherever in the stream they begin
 # SILENCE  seconds without a line on standard input after which the tool is ended, as at its end
 # LIMIT    seconds that the tool may run, 0 for any
 # MODE     board: we must be root and no such tool may run already; shared: neither is asked for
+# SHA256   what the sum of the tool has to be where the board can tell it; empty: any
 # Records go to standard output, all that the tool prints to standard error. The last line tells how it ended.
-token=$1 pipe=$2 silence=$3 limit=$4 mode=$5
-shift 5
+token=$1 pipe=$2 silence=$3 limit=$4 mode=$5 wanted=$6
+shift 6
 tool="" copier="" killer="" guard="" reader="" why="" made=""
 
 mark() { printf "r8-station %s %s\n" "$token" "$*" >&6; }
@@ -30,9 +31,11 @@ findHolders() {
         case " $$ $holders" in *" $pid "*) ;; *) holders="$holders$pid " ;; esac
     done
 }
+# Who runs the tool, or the one that lay there before another was brought.
 findTools() {
     for entry in /proc/[0-9]*/exe; do
-        [ ! "$entry" -ef "$file" ] || { pid=${entry#/proc/} holders="$holders${pid%/exe} "; }
+        [ "$entry" -ef "$file" ] || [ "$(readlink "$entry" 2>/dev/null)" = "$file (deleted)" ] || continue
+        pid=${entry#/proc/} holders="$holders${pid%/exe} "
     done
 }
 refuseBusy() {
@@ -87,7 +90,7 @@ findFamily() {
 # Sleeps so that a signal does not wait for its end. A helper that is to finish does so here, where it knows all of
 # its children.
 nap() {
-    sleep "$1" &
+    sleep "$1" 4<&- &
     while [ -z "$finished" ] && wait $!; [ $? -gt 128 ]; do :; done
     [ -z "$finished" ] || { kill $! $reader; exit; }
 }
@@ -125,13 +128,15 @@ await() {
 
 # Sees to the end of the tool when the station, the time, the copier or our main process is gone.
 guardRun() {
-    exec >/dev/null 4<&- 6>&- # a redirection of the call would keep them open elsewhere
+    # A redirection of the call would keep them open elsewhere. The reading end tells who comes meanwhile that the pipe
+    # is still ours, and lets the copier see its end.
+    exec >/dev/null 4<"$pipe" 6>&-
     finishable
     trap "silent=0" USR1
     trap "silent=\$silence" USR2
     silent=0 seconds=0
     read -r self rest </proc/self/stat
-    { while read -r line && kill -USR1 "$self"; do :; done; kill -USR2 "$self" || kill -TERM $$; } <&3 &
+    { while read -r line && kill -USR1 "$self"; do :; done; kill -USR2 "$self" || kill -TERM $$; } <&3 4<&- &
     reader=$!
     exec 3<&-
     while nap 1; read -r self name state parent rest </proc/self/stat; [ "$parent" = $$ ]; do
@@ -159,9 +164,13 @@ exec 3<&0 </dev/null 6>&2
 mark kernel "$(uname -r)"
 [ "$mode" = shared ] || [ "$(id -u)" = 0 ] || refuse not-root "$(id -u)"
 checkTool "$1"
-sum=$(sha256sum "$file" 2>/dev/null) && mark sha256 "${sum%% *}"
+if sum=$(sha256sum <"$file" 2>/dev/null); then
+    mark sha256 "${sum%% *}"
+    [ -z "$wanted" ] || [ "$wanted" = "${sum%% *}" ] || refuse other-tool "$file"
+fi
 makePipe
 exec 4<>"$pipe"
+[ -p "$pipe" ] || { [ -s "$pipe" ] || rm -f "$pipe"; refuse pipe-taken "$pipe"; } # gone meanwhile, so we made a file
 findHolders
 [ -z "$holders" ] || made="" # the pipe is theirs now, whoever made it
 [ "$mode" = shared ] || findTools
@@ -179,11 +188,12 @@ guardRun & # first, so that there is no moment at which the tool has none
 guard=$!
 {
     export R8_STATION_RUN="$token"
+    read -r self rest </proc/self/stat
+    mark started "$self" # by the process that becomes the tool: whatever it prints comes later
     exec "$@" </dev/null >&6 2>&6 3<&- 4<&- 6>&-
 } &
 tool=$!
 [ -z "$why" ] || startKiller # a signal that came before we knew whom to end
-mark started "$tool"
 
 await $tool
 code=$status tool=""

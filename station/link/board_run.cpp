@@ -28,7 +28,7 @@ std::string wholeSeconds(double seconds) {
 
 std::vector<std::string> argumentsFor(const BoardPlan& plan) {
     std::vector<std::string> arguments = {plan.pipe, silenceSeconds, wholeSeconds(plan.limitSeconds),
-                                          plan.shared ? "shared" : "board"};
+                                          plan.shared ? "shared" : "board", plan.toolSha256};
     arguments.insert(arguments.end(), plan.command.begin(), plan.command.end());
     return arguments;
 }
@@ -128,6 +128,7 @@ bool BoardRun::readEnd(std::string_view word, std::string_view rest) {
     }
     status_ = !why_.empty() ? programEndedTool : word == "exit" ? number : signalBase + number;
     phase_ = Phase::ended;
+    limit_ = TimeLimit(answerSeconds);  // whoever the tool left behind may keep the connection open
     return true;
 }
 

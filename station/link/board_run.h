@@ -19,6 +19,7 @@ struct BoardPlan {
     std::string pipe;  // the report pipe there
     bool shared = false;
     double limitSeconds = 0;  // that the tool may run; 0: for ever
+    std::string toolSha256;   // which tool it has to be; empty: any
     std::vector<std::string> command;
 };
 

@@ -50,6 +50,9 @@ std::string textOfRefusal(std::string_view reason, std::string_view about) {
     if (reason == "other-machine") {
         return what + " is a program for another machine than this board";
     }
+    if (reason == "other-tool") {
+        return what + ": another tool lies there than the one that was brought";
+    }
     if (reason == "no-program") {
         return what + " is no program";
     }

@@ -18,11 +18,9 @@ constexpr const char* logDetail = "LogLevel=DEBUG1";  // with it ssh tells the h
 // What a user may set in another way stands behind his own options: of two that are the same, ssh takes the
 // first.
 constexpr std::array ownOptions = {
-    "BatchMode=yes",         "RequestTTY=no",
-    "RemoteCommand=none",    "ClearAllForwardings=yes",
-    "PermitLocalCommand=no",
+    "BatchMode=yes",           "RequestTTY=no",         "RemoteCommand=none",
+    "ClearAllForwardings=yes", "PermitLocalCommand=no",
     "ControlPath=none",  // the fingerprint and the end are those of our own connection
-    "StdinNull=no",          "ForkAfterAuthentication=no",
 };
 constexpr std::array changeableOptions = {
     "ConnectTimeout=10",
@@ -99,7 +97,8 @@ std::string SshCall::hostKey() const {
     std::string key;
     for (const std::string& message : messages()) {
         LineScanner scanner{message};
-        if (scanner.text("debug1: Server host key: ")) {
+        if (key.empty() &&
+            scanner.text("debug1: Server host key: ")) {  // later ones may be the board's words
             key = trimmed(scanner.rest.substr(std::min(scanner.rest.find(' '), scanner.rest.size())));
         }
     }

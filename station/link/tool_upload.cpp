@@ -61,12 +61,16 @@ std::string uploadTool(const BoardAddress& board, const std::filesystem::path& t
     streams.records = [](std::string_view) {};  // nothing that we wait for
     streams.errors = [&](std::string_view text) { answer.feed(scanner, text); };
     streams.tick = [] {};
+    const TimeLimit answerLimit(startSeconds);
     const TimeLimit limit(startSeconds + static_cast<double>(bytes) / slowestBytesPerSecond);
     ToolStart start;
     start.command = call.words();
     start.input = content.get();
-    start.mustEnd = [&] { return limit.isOver(); };
+    start.mustEnd = [&] { return limit.isOver() || (answer.last.empty() && answerLimit.isOver()); };
     const ToolEnd end = superviseTool(start, streams);
+    if (end.interrupted) {
+        throw WrongUse("the station was stopped while it brought the tool to the board");
+    }
     const std::string done = end.exitStatus == 0 ? textOf(answer.last, path) : "";
     if (done.empty()) {
         const bool told = answer.last.starts_with("refused ");

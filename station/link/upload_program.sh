@@ -55,6 +55,7 @@ wait $copier || refuse not-written "$part"
 copier=""
 size=$(wc -c <"$part")
 [ "$size" -eq "$bytes" ] || refuse torn "$size"
+isThere "$part" || [ -z "$digest" ] || refuse differs "$file"
 chmod 755 "$part" && mv -f "$part" "$file" || refuse not-written "$file"
 if isThere "$file"; then
     mark uploaded
