@@ -47,7 +47,7 @@ TEST(Print, FormatsAsTheLibraryDoes) {
         expectAsInTheLibrary("%d, %04d", number, number);
         expectAsInTheLibrary("%u%x%X", number, number, number);
         expectAsInTheLibrary("<%#x>%02X %08Xh", number, number, number);
-        expectAsInTheLibrary("%lldGB", number * 0x1'0000'0003LL);
+        expectAsInTheLibrary("%lldGB", number * 0x4000'0003LL);
         expectAsInTheLibrary("%llu", number * 0x1'0000'0003ULL);
     }
     expectAsInTheLibrary("%c%s%c", '[', "", ']');
