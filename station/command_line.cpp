@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/version.h"
 #include "station/exit_status.h"
 #include "station/interpret/text.h"
 #include "station/wrong_use.h"
@@ -68,6 +69,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App app(
         "Runs the board test for one unit, keeps the record, gives the verdict.\n"
         "Exit status: 0 passed, 1 failed, 2 wrong use, 3 incomplete.");
+    app.set_version_flag("--version", "r8-station " + std::string(host::r8Version()));
     app.require_subcommand(1);
     CLI::App* const run =
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "host/version.h"
 #include "r8/contract/report_record.h"
 #include "vboard/board.h"
 #include "vboard/launcher/screen.h"
@@ -161,6 +162,7 @@ int main(int argc, char** argv) {
         "In networked mode the launcher is the supervising process: it reads the records and shows them.\n"
         "Ends with the tool's exit status; 128 + n after signal n; 2 for wrong use; 3 when the board had\n"
         "to stop the run or refused what it does not know."};
+    app.set_version_flag("--version", "vboard " + std::string(host::r8Version()));
     app.add_flag("--list", options.list, "name the scenarios and what each one shows");
     app.add_flag("--raw", options.raw, "leave the bytes as they are (GBK), for programs that read them");
     app.add_flag("--timestamps", options.timestamps, "put the board's time in seconds in front of each line");
