@@ -4,7 +4,7 @@
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
 coveragePackages="gcovr"
-stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev libsqlite3-dev python3-jsonschema busybox"
+stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev libsqlite3-dev libpq-dev python3-jsonschema busybox"
 armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"

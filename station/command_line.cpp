@@ -95,6 +95,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     options.task = run->parsed()                 ? Task::run
                    : read->parsed()              ? Task::read
                    : app.got_subcommand("index") ? Task::index
+                   : app.got_subcommand("sync")  ? Task::sync
                                                  : Task::report;
     return line;
 }

@@ -10,7 +10,7 @@
 
 namespace station {
 
-enum class Task { run, read, report, index };
+enum class Task { run, read, report, index, sync };
 
 struct Options {
     Task task = Task::run;

@@ -8,6 +8,7 @@
 #include "station/command_line.h"
 #include "station/link/tool_process.h"
 #include "station/results_tasks.h"
+#include "station/sync/sync_task.h"
 #include "station/tool_runs.h"
 #include "station/wrong_use.h"
 
@@ -26,6 +27,8 @@ int dispatch(int argc, char** argv) {
             return readRecords(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::sync:
+            return syncResults(line.options.ofResults.sync);
         default:
             return reportResults(line.options.ofResults);
     }

@@ -1,0 +1,25 @@
+#include "station/sync/sync_options.h"
+
+#include <CLI/CLI.hpp>
+
+namespace station {
+
+void addSyncCommand(CLI::App& app, SyncOptions& options) {
+    CLI::App* const sync = app.add_subcommand("sync", "copies what is new into a database of many stations");
+    sync->add_option("folder", options.folder, "folder of the records")->capture_default_str();
+    CLI::Option* const address =
+        sync->add_option("--to", options.address, "the database, postgresql://... without a password");
+    sync->add_option("--every", options.everySeconds, "does so again and again, with so many seconds between")
+        ->check(CLI::Range(1.0, 1e6));
+    sync->add_option("--limit", options.limitSeconds, "ends behind so many seconds, wherever it is")
+        ->check(CLI::Range(1U, 1000000U));
+    CLI::Option* const create =
+        sync->add_flag("--create", options.create, "makes the tables in an empty database")->needs(address);
+    CLI::Option* const rights = sync->add_flag("--rights", options.rights,
+                                               "prints SQL that gives stations and readers what they need");
+    sync->add_flag("--status", options.status, "what became of the last time")
+        ->excludes(create)
+        ->excludes(rights);
+}
+
+}  // namespace station
