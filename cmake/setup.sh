@@ -12,6 +12,7 @@ benchmarkPackages="valgrind"
 tidyPackages="clang-tidy"
 emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod openssh-client"
 linePackages="openssh-server openssh-client procps chromium chromium-driver python3-selenium"
+debianPackages="dpkg-dev debhelper fakeroot g++-arm-linux-gnueabi g++-arm-linux-gnueabihf"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {
