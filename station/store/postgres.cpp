@@ -45,9 +45,12 @@ Trouble troubleOf(const std::string& state) {
     return isOf({"42", "3F"}) ? Trouble::broken : Trouble::away;
 }
 
+// The server's own words, without the row that it would show behind them.
 DatabaseError errorOf(const PGresult* result) {
     const char* const state = PQresultErrorField(result, PG_DIAG_SQLSTATE);
-    return {troubleOf(state == nullptr ? "" : state), oneLine(PQresultErrorMessage(result))};
+    const char* const message = PQresultErrorField(result, PG_DIAG_MESSAGE_PRIMARY);
+    return {troubleOf(state == nullptr ? "" : state),
+            oneLine(message == nullptr ? PQresultErrorMessage(result) : message)};
 }
 
 template <typename Number>

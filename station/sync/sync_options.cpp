@@ -13,6 +13,9 @@ void addSyncCommand(CLI::App& app, SyncOptions& options) {
         ->check(CLI::Range(1.0, 1e6));
     sync->add_option("--limit", options.limitSeconds, "ends behind so many seconds, wherever it is")
         ->check(CLI::Range(1U, 1000000U));
+    sync->add_option("--wait", options.waitSeconds, "how long the database may be silent, in seconds")
+        ->check(CLI::Range(0.1, 86400.0))
+        ->capture_default_str();
     CLI::Option* const create =
         sync->add_flag("--create", options.create, "makes the tables in an empty database")->needs(address);
     CLI::Option* const rights = sync->add_flag("--rights", options.rights,

@@ -14,7 +14,8 @@ struct SyncOptions {
     std::string folder = "results";
     std::string address;  // of the database
     double everySeconds = 0;
-    unsigned limitSeconds = 0;
+    unsigned limitSeconds = 0;  // 0: none
+    double waitSeconds = 60;
     bool create = false;
     bool rights = false;
     bool status = false;

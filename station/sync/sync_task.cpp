@@ -4,6 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
@@ -17,6 +19,7 @@
 #include "station/show/times.h"
 #include "station/store/schema.h"
 #include "station/sync/copy_attempts.h"
+#include "station/sync/open_database.h"
 #include "station/sync/sync_state.h"
 #include "station/wrong_use.h"
 
@@ -27,7 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
-constexpr Postgres::Patience patience = {10s, 60s};
+constexpr std::chrono::milliseconds longestConnecting = 10s;
 constexpr int backgroundSeconds = 600;
 
 // The tables belong to whoever makes them. A station adds rows and reads, a reader reads.
@@ -44,16 +47,9 @@ GRANT SELECT ON schema_version, attempt, item, value, settlement, mac_use, mac_o
     TO r8_station, r8_reader;
 )";
 
-void requireSchema(Database& database) {
-    const int version = schemaVersionOf(database);
-    if (version == 0) {
-        throw WrongUse(
-            "the database has no tables of r8-station that this role may read; --create makes them");
-    }
-    if (version != schemaVersion) {
-        throw WrongUse("the database's tables are of version " + std::to_string(version) +
-                       ", this station knows version " + std::to_string(schemaVersion));
-    }
+Postgres::Patience patienceOf(const SyncOptions& options) {
+    const auto answer = std::chrono::milliseconds(std::llround(options.waitSeconds * 1000));
+    return {std::min(answer, longestConnecting), answer};
 }
 
 void create(Postgres& database) {
@@ -68,7 +64,7 @@ SyncState syncOnce(const fs::path& results, const SyncOptions& options) {
     SyncState state;
     Copied copied;
     try {
-        Postgres database(options.address, patience);
+        Postgres database(options.address, patienceOf(options));
         if (options.create) {
             create(database);
         }
@@ -148,12 +144,6 @@ void closeInherited() {
 }
 
 }  // namespace
-
-void requireAddress(const std::string& address) {
-    if (const std::string problem = problemOfAddress(address); !problem.empty()) {
-        throw WrongUse(problem);
-    }
-}
 
 ExitStatus syncResults(const SyncOptions& options) {
     if (options.rights) {

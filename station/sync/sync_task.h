@@ -20,7 +20,4 @@ void startSync(const std::filesystem::path& results, const std::string& address)
 // One line on what is not right with the last try; empty when all is well, or nobody has tried.
 std::string troubleOfSync(const std::filesystem::path& results);
 
-// Throws WrongUse where it is none that may be used.
-void requireAddress(const std::string& address);
-
 }  // namespace station
