@@ -58,6 +58,19 @@ needEmulatedBoard() {
     needPackages $emulatedPackages
 }
 
+# A PostgreSQL server's programs. The cluster that Debian would make and start with them is not wanted, unless somebody
+# on this machine has chosen it already.
+needDatabaseServer() {
+    if ! dpkg-query -W -f='${Status}' postgresql 2>/dev/null | grep -q "ok installed" && [ "${install:-yes}" = yes ]; then
+        needPackages postgresql-common
+        asRoot=""
+        [ "$(id -u)" = 0 ] || asRoot=sudo
+        $asRoot sed -i 's/^#create_main_cluster *=.*/create_main_cluster = false/' \
+            /etc/postgresql-common/createcluster.conf || fail "/etc/postgresql-common/createcluster.conf"
+    fi
+    needPackages postgresql
+}
+
 # Everything that a preset needs on this machine.
 needPreset() {
     grep -q "\"configurePreset\": \"$1\"" CMakePresets.json || fail "there is no preset '$1'"
