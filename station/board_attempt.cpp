@@ -48,6 +48,7 @@ class BoardAttempt {
 
     ExitStatus run() {
         prepare([&] { return std::filesystem::create_directories(options_.results); });
+        const auto gate = enterGate(options_, info_);
         bring();
         for (const Part& part : parts_) {
             if (!runPart(part)) {
@@ -124,7 +125,7 @@ class BoardAttempt {
 
     // The link may have been cut by what the test is for.
     bool endRestart(const Part& part, const std::string& bootId, ToolEnd end) {
-        const Restart restart = {secondsUntilRestart(board_, bootId, part.limitSeconds)};
+        const Restart restart = {secondsUntilRestart(board_, bootId, limitOf(options_, part))};
         if (restart.seconds) {
             end.brokeOff.clear();
             end.exitStatus = end.exitStatus.value_or(0);

@@ -6,9 +6,12 @@
 #include <string>
 #include <vector>
 
+#include "station/plan/gate.h"
+#include "station/plan/settle.h"
+
 namespace station {
 
-enum class Task { run, read, report };
+enum class Task { run, read, report, settle };
 
 struct Options {
     Task task = Task::run;
@@ -27,6 +30,8 @@ struct Options {
     std::string clock = "ask";
     std::string language = "zh";
     std::vector<std::string> only;  // items; empty: the whole plan
+    GateOptions gate;
+    SettleRequest settle;  // without its results
     std::vector<std::string> command;
 };
 

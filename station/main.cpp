@@ -28,6 +28,12 @@ ExitStatus reportResults(const Options& options) {
     return exitPassed;
 }
 
+ExitStatus settleNow(const Options& options) {
+    SettleRequest request = options.settle;
+    request.results = options.results;
+    return settleItem(request);
+}
+
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
     if (line.status) {
@@ -38,6 +44,8 @@ int dispatch(int argc, char** argv) {
             return runTool(line.options);
         case Task::read:
             return readRecords(line.options);
+        case Task::settle:
+            return settleNow(line.options);
         default:
             return reportResults(line.options);
     }

@@ -39,12 +39,18 @@ std::vector<Part> partsOf(const Options& options, const std::vector<std::string>
     return parts;
 }
 
+std::unique_ptr<UnitLock> enterGate(const Options& options, AttemptInfo& info) {
+    auto lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
+    info.repaired = options.gate.repaired;
+    return lock;
+}
+
 double limitOf(const Options& options, const Part& part) {
-    if (part.limitSeconds > 0) {
-        return part.limitSeconds;
-    }
     if (options.timeoutSeconds && !std::isfinite(*options.timeoutSeconds)) {
         throw WrongUse("--timeout wants a number of seconds");
+    }
+    if (!options.timeoutSeconds && part.limitSeconds > 0) {
+        return part.limitSeconds;
     }
     return options.timeoutSeconds ? *options.timeoutSeconds : defaultLimit(readHistory(options.results));
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "station/command_line.h"
+#include "station/keep/unit_lock.h"
 #include "station/plan/plan.h"
 #include "station/session.h"
 #include "station/wrong_use.h"
@@ -28,6 +29,10 @@ auto prepare(const Preparation& preparation) {
 
 // What is known of the attempt by now.
 AttemptInfo describeAttempt(const Options& options);
+
+// The unit is this station's as long as this lives, and may be tested; what was overridden for that goes into
+// the attempt's description.
+std::unique_ptr<UnitLock> enterGate(const Options& options, AttemptInfo& info);
 
 // What is to be run, with the full run's command. Whatever of it can't be run is refused before anything is.
 std::vector<Part> partsOf(const Options& options, const std::vector<std::string>& command);

@@ -62,6 +62,7 @@ ExitStatus runHere(const Options& options) {
         info.toolPath = tool;
         info.toolSha256 = prepare([&] { return sha256OfFile(tool); });
     }
+    const auto gate = enterGate(options, info);
     const ReportPipe pipe = prepare([&] { return openReportPipe(options.fifo); });
     const auto session = openSession(options, info, parts);
     return runParts(options, *session, pipe.reader.get());
@@ -73,6 +74,7 @@ ExitStatus runThroughCommand(const Options& options) {
     info.link = LinkInfo{"command", "", "", ""};
     requireCommand(options);
     const std::vector<Part> parts = partsOf(options, options.command);
+    const auto gate = enterGate(options, info);
     const auto session = openSession(options, info, parts);
     return runParts(options, *session, -1);
 }
@@ -96,6 +98,7 @@ ExitStatus readRecords(const Options& options) {
     if (!input.isOpen() || std::filesystem::is_directory(options.input)) {
         throw WrongUse(options.input + ": " + strerror(input.isOpen() ? EISDIR : errno));
     }
+    const auto gate = enterGate(options, info);
     const auto session = openSession(options, info, {Part()});
     const StreamHandlers handlers = session->begin();
     (void)session->end(readStream(input.get(), TimeLimit(limitOf(options)), handlers));
