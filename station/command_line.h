@@ -8,10 +8,11 @@
 
 #include "station/plan/gate.h"
 #include "station/plan/settle.h"
+#include "station/results_options.h"
 
 namespace station {
 
-enum class Task { run, read, report, settle };
+enum class Task { run, read, report, index, settle };
 
 struct Options {
     Task task = Task::run;
@@ -20,7 +21,6 @@ struct Options {
     std::string results = "results";
     std::string fifo = "/var/r8.fifo";
     std::string input = "-";
-    std::string page;
     std::optional<double> timeoutSeconds;  // 0: no limit; none: the default
     std::string records = "pipe";
     std::string board;  // as ssh takes it; empty: this machine
@@ -33,6 +33,7 @@ struct Options {
     GateOptions gate;
     SettleRequest settle;  // without its results
     std::vector<std::string> command;
+    ResultsOptions ofResults;
 };
 
 // The options, or the status to end with: help was asked for and shown, or what was wrong was said.

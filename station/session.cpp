@@ -11,6 +11,7 @@
 #include "station/interpret/text.h"
 #include "station/keep/utc_time.h"
 #include "station/show/operator_prompt.h"
+#include "station/store/results_index.h"
 
 namespace station {
 
@@ -240,6 +241,7 @@ ExitStatus Session::finish(ClockJudge judge) {
         writeHistory(results_, run, fullRunSeconds_);
     }
     view_.showVerdict(attempt_.about(), run, attempt_.folder() / "record.json");
+    noteAttempt(results_, attempt_.folder());
     switch (run.outcome) {
         case Outcome::passed:
             return exitPassed;
