@@ -9,7 +9,7 @@ namespace emulated {
 namespace {
 
 constexpr char controlPath[] = "/dev/zorio";
-constexpr std::size_t readBytes = 512;
+constexpr std::size_t chunkBytes = 512;
 
 // The machine's own driver minds the rate: here the line only carries bytes.
 void makeTransparent(vboard::SerialLine& line) {
@@ -104,7 +104,7 @@ void FarEnds::hear(vboard::SerialLine& line, std::string_view bytes) {
 
 std::string FarEnds::say(vboard::SerialLine& line) {
     vboard::OpenFile file;
-    std::uint8_t bytes[readBytes];
+    std::uint8_t bytes[chunkBytes];
     std::string said;
     while (line.readable()) {
         const auto count = static_cast<std::size_t>(line.read(file, bytes).value);

@@ -78,9 +78,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
-    CLI::App* const report = app.add_subcommand("report", "table and page of all units");
-    report->add_option("folder", options.results, "folder of the records")->capture_default_str();
-    report->add_option("--html", options.page, "where the page goes [FOLDER/report.html]");
+    addResultsCommands(app, options.ofResults);
 
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
@@ -94,7 +92,10 @@ CommandLine parseCommandLine(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         line.status = app.exit(error) == 0 ? exitPassed : exitWrongUse;
     }
-    options.task = run->parsed() ? Task::run : read->parsed() ? Task::read : Task::report;
+    options.task = run->parsed()                 ? Task::run
+                   : read->parsed()              ? Task::read
+                   : app.got_subcommand("index") ? Task::index
+                                                 : Task::report;
     return line;
 }
 

@@ -15,9 +15,11 @@ def expect(actual, wanted):
 
 def until(condition, text):
     end = time.monotonic() + patience
+    pause = 0.02
     while not (found := condition()):
         assert time.monotonic() < end, text()
-        time.sleep(0.02)
+        time.sleep(pause)
+        pause = min(pause * 1.3, 0.2)  # a look at all processes costs others their time
     return found
 
 

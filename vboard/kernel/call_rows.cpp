@@ -12,20 +12,16 @@ namespace vboard {
 
 using wire::Call;
 
-namespace {
-
-// What a call is about: what the trace shows as its place, and what must be there before it is answered.
-enum class About {
-    nothing,
-    path,        // the first text of its data
-    mountPoint,  // the second
-    file,        // behind its descriptor
-    terminal,    // likewise
-};
-
-}  // namespace
-
 struct SystemCalls::Row {
+    // What a call is about: what the trace shows as its place, and what must be there before it is answered.
+    enum class About {
+        nothing,
+        path,        // the first text of its data
+        mountPoint,  // the second
+        file,        // behind its descriptor
+        terminal,    // likewise
+    };
+
     Call call;
     const char* name;
     bool canFail;
@@ -98,8 +94,8 @@ void SystemCalls::describe(const Row& row, Context& context) {
     const wire::Request& request = context.request;
     TraceEntry& entry = context.entry;
     entry.request = row.name;
-    if (row.about == About::path || row.about == About::mountPoint) {
-        entry.where = textOf(request, row.about == About::mountPoint ? 1 : 0);
+    if (row.about == Row::About::path || row.about == Row::About::mountPoint) {
+        entry.where = textOf(request, row.about == Row::About::mountPoint ? 1 : 0);
     } else if (request.descriptor != -1) {
         entry.where = context.file ? context.file->path : "descriptor " + std::to_string(request.descriptor);
     }
@@ -114,8 +110,8 @@ SystemCalls::Outcome SystemCalls::answer(const Row& row, Context& context) {
             return Result::failure(*error);
         }
     }
-    const bool needsTerminal = row.about == About::terminal;
-    if ((needsTerminal || row.about == About::file) && context.file == nullptr) {
+    const bool needsTerminal = row.about == Row::About::terminal;
+    if ((needsTerminal || row.about == Row::About::file) && context.file == nullptr) {
         return Result::failure(EBADF);
     }
     if (needsTerminal && context.file->node->terminal() == nullptr) {

@@ -13,6 +13,7 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "host/own_files.h"
 #include "host/version.h"
 #include "r8/contract/report_record.h"
 #include "vboard/board.h"
@@ -91,8 +92,8 @@ void sayEnd(const Run& run) {
 // The station runs us again, as its tool: it reads the records and keeps them.
 [[noreturn]] void execStation(const Options& options, const ToolCommand& command) {
     namespace fs = std::filesystem;
-    const fs::path self = fs::read_symlink("/proc/self/exe");
-    const std::string station = self.parent_path() / "r8-station";
+    const std::string self = host::ownFile("vboard");
+    const std::string station = host::ownFile("r8-station");
     const std::string fifo = fs::absolute(options.station) / "r8.fifo";
     fs::create_directories(options.station);
     std::vector<std::string> words = {station, "run", "--clock", "auto", "--language", "en"};
