@@ -14,6 +14,12 @@
 namespace station {
 namespace {
 
+ExitStatus settleNow(const Options& options) {
+    SettleRequest request = options.settle;
+    request.results = options.results;
+    return settleItem(request);
+}
+
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
     if (line.status) {
@@ -26,6 +32,8 @@ int dispatch(int argc, char** argv) {
             return readRecords(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::settle:
+            return settleNow(line.options);
         default:
             return reportResults(line.options.ofResults);
     }
