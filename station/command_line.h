@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "station/plan/gate.h"
+#include "station/plan/settle.h"
 #include "station/results_options.h"
 
 namespace station {
 
-enum class Task { run, read, report, index, sync };
+enum class Task { run, read, report, index, settle, sync };
 
 struct Options {
     Task task = Task::run;
@@ -27,6 +29,9 @@ struct Options {
     bool shared = false;
     std::string clock = "ask";
     std::string language = "zh";
+    std::vector<std::string> only;  // items; empty: the whole plan
+    GateOptions gate;
+    SettleRequest settle;  // without its results
     std::vector<std::string> command;
     ResultsOptions ofResults;
 };
