@@ -33,6 +33,7 @@ struct Options {
     GateOptions gate;
     SettleRequest settle;  // without its results
     std::vector<std::string> command;
+    std::string database;  // of many stations, where attempts go as well; empty: none
     ResultsOptions ofResults;
 };
 
