@@ -18,6 +18,7 @@ namespace {
 ExitStatus settleNow(const Options& options) {
     SettleRequest request = options.settle;
     request.results = options.results;
+    request.passed = options.settleVerdict == "pass";
     return settleItem(request);
 }
 
