@@ -6,6 +6,7 @@
 #include "host/toml_section.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
+#include "station/sync/shared_history.h"
 
 namespace station {
 
@@ -42,6 +43,16 @@ GateRules rulesOf(const Product& product, const AttemptInfo& info) {
     return rules;
 }
 
+void openHistory(const Options& options, AttemptSetup& setup) {
+    if (options.database.empty()) {
+        setup.history = std::make_shared<const FolderHistory>(options.results);
+        return;
+    }
+    const auto shared = std::make_shared<const SharedHistory>(options.results, options.database);
+    setup.info.historyFrom = [shared] { return shared->isReached() ? "database" : "folder"; };
+    setup.history = shared;
+}
+
 }  // namespace
 
 std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup& setup) {
@@ -49,8 +60,8 @@ std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup&
     auto session = prepare(
         [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
     if (setup.product) {
-        session->ownerOfMac = [results = options.results, unit = setup.info.unit](const std::string& mac) {
-            return unit ? FolderHistory(results).ownerOfMac(mac, *unit) : std::string();
+        session->ownerOfMac = [history = setup.history, unit = setup.info.unit](const std::string& mac) {
+            return unit ? history->ownerOfMac(mac, *unit) : std::string();
         };
     }
     return session;
@@ -74,10 +85,9 @@ AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>
     setup.parts = partsOf(options, setup.product.get(), command);
     setup.lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
     if (setup.product) {
-        info.overrides = prepare([&] {
-            return passGate(rulesOf(*setup.product, info), options.gate, FolderHistory(options.results),
-                            info);
-        });
+        openHistory(options, setup);
+        info.overrides = prepare(
+            [&] { return passGate(rulesOf(*setup.product, info), options.gate, *setup.history, info); });
     }
     return setup;
 }
