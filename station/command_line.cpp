@@ -61,6 +61,11 @@ void addLinkOptions(CLI::App& run, Options& options) {
         ->needs(board);
 }
 
+void addPlanOptions(CLI::App& run, Options& options) {
+    run.add_option("--only", options.only, "repeat only what tests these items; never a pass of the unit")
+        ->type_name("ITEM");
+}
+
 }  // namespace
 
 CommandLine parseCommandLine(int argc, char** argv) {
@@ -75,6 +80,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
     addRunOptions(*run, options);
     addLinkOptions(*run, options);
+    addPlanOptions(*run, options);
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();

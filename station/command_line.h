@@ -27,6 +27,7 @@ struct Options {
     bool shared = false;
     std::string clock = "ask";
     std::string language = "zh";
+    std::vector<std::string> only;  // items; empty: the whole plan
     std::vector<std::string> command;
     ResultsOptions ofResults;
 };

@@ -24,6 +24,8 @@ struct AttemptInfo {
     std::string toolPath;              // empty when there is no tool to look at
     std::string toolSha256;            // lower-case hexadecimal; empty when it is not known
     std::optional<LinkInfo> link;      // none for a process of this machine
+    std::string operatorName;          // empty: nobody said
+    std::vector<std::string> only;     // items, when only a part of the plan is run
 };
 
 // What came through the report pipe.
