@@ -4,14 +4,15 @@
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
 coveragePackages="gcovr"
-stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev python3-jsonschema busybox"
+stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev libsqlite3-dev python3-jsonschema busybox"
 armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"
 benchmarkPackages="valgrind"
 tidyPackages="clang-tidy"
 emulatedPackages="qemu-system-arm ipxe-qemu dosfstools fdisk cpio kmod openssh-client"
-linePackages="openssh-server openssh-client procps"
+linePackages="openssh-server openssh-client procps chromium chromium-driver python3-selenium"
+debianPackages="dpkg-dev debhelper fakeroot g++-arm-linux-gnueabi g++-arm-linux-gnueabihf"
 fuzzPackages="clang libclang-rt-14-dev"
 
 say() {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "host/version.h"
 #include "station/exit_status.h"
 #include "station/interpret/text.h"
 #include "station/wrong_use.h"
@@ -68,6 +69,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App app(
         "Runs the board test for one unit, keeps the record, gives the verdict.\n"
         "Exit status: 0 passed, 1 failed, 2 wrong use, 3 incomplete.");
+    app.set_version_flag("--version", "r8-station " + std::string(host::r8Version()));
     app.require_subcommand(1);
     CLI::App* const run =
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
@@ -76,9 +78,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
-    CLI::App* const report = app.add_subcommand("report", "table and page of all units");
-    report->add_option("folder", options.results, "folder of the records")->capture_default_str();
-    report->add_option("--html", options.page, "where the page goes [FOLDER/report.html]");
+    addResultsCommands(app, options.ofResults);
 
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
@@ -92,7 +92,10 @@ CommandLine parseCommandLine(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         line.status = app.exit(error) == 0 ? exitPassed : exitWrongUse;
     }
-    options.task = run->parsed() ? Task::run : read->parsed() ? Task::read : Task::report;
+    options.task = run->parsed()                 ? Task::run
+                   : read->parsed()              ? Task::read
+                   : app.got_subcommand("index") ? Task::index
+                                                 : Task::report;
     return line;
 }
 

@@ -6,9 +6,11 @@
 #include <string>
 #include <vector>
 
+#include "station/results_options.h"
+
 namespace station {
 
-enum class Task { run, read, report };
+enum class Task { run, read, report, index };
 
 struct Options {
     Task task = Task::run;
@@ -17,7 +19,6 @@ struct Options {
     std::string results = "results";
     std::string fifo = "/var/r8.fifo";
     std::string input = "-";
-    std::string page;
     std::optional<double> timeoutSeconds;  // 0: no limit; none: the default
     std::string records = "pipe";
     std::string board;  // as ssh takes it; empty: this machine
@@ -27,6 +28,7 @@ struct Options {
     std::string clock = "ask";
     std::string language = "zh";
     std::vector<std::string> command;
+    ResultsOptions ofResults;
 };
 
 // The options, or the status to end with: help was asked for and shown, or what was wrong was said.

@@ -3,30 +3,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <iostream>
 
 #include "station/command_line.h"
 #include "station/link/tool_process.h"
-#include "station/show/report.h"
+#include "station/results_tasks.h"
 #include "station/tool_runs.h"
 #include "station/wrong_use.h"
 
 namespace station {
 namespace {
-
-ExitStatus reportResults(const Options& options) {
-    if (!std::filesystem::is_directory(options.results)) {
-        throw WrongUse(options.results + ": there is no such folder");
-    }
-    const std::filesystem::path page = options.page.empty() ? options.results + "/report.html" : options.page;
-    writeReport(options.results, page, std::cout);
-    std::cout << page.string() << '\n' << std::flush;
-    if (!std::cout) {
-        throw WrongUse("the table could not be written");
-    }
-    return exitPassed;
-}
 
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
@@ -38,8 +24,10 @@ int dispatch(int argc, char** argv) {
             return runTool(line.options);
         case Task::read:
             return readRecords(line.options);
+        case Task::index:
+            return indexResults(line.options.ofResults);
         default:
-            return reportResults(line.options);
+            return reportResults(line.options.ofResults);
     }
 }
 

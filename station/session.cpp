@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "station/interpret/text.h"
+#include "station/store/results_index.h"
 
 namespace station {
 
@@ -129,6 +130,7 @@ ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
         writeHistory(results_, run);
     }
     view_.showVerdict(attempt_.about(), run, attempt_.folder() / "record.json");
+    noteAttempt(results_, attempt_.folder());
     switch (run.outcome) {
         case Outcome::passed:
             return exitPassed;

@@ -3,11 +3,13 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "host/own_files.h"
+
 namespace vboard {
 
 namespace {
 
-std::string environmentOr(const char* name, const char* otherwise) {
+std::string environmentOr(const char* name, const std::string& otherwise) {
     const char* value = std::getenv(name);
     return value != nullptr ? value : otherwise;
 }
@@ -16,8 +18,8 @@ std::string environmentOr(const char* name, const char* otherwise) {
 
 ToolCommand defaultToolCommand() {
     ToolCommand command;
-    command.program = environmentOr("VBOARD_TOOL", VBOARD_DEFAULT_TOOL);
-    command.preload = environmentOr("VBOARD_PRELOAD", VBOARD_DEFAULT_PRELOAD);
+    command.program = environmentOr("VBOARD_TOOL", host::ownFile(VBOARD_WAY_TO_TOOL));
+    command.preload = environmentOr("VBOARD_PRELOAD", host::ownFile(VBOARD_WAY_TO_PRELOAD));
     std::istringstream words(environmentOr("VBOARD_EMULATOR", VBOARD_DEFAULT_EMULATOR));
     for (std::string word; words >> word;) {
         command.emulator.push_back(word);

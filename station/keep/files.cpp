@@ -76,14 +76,17 @@ std::string hexadecimal(std::span<const unsigned char> bytes) {
     return text;
 }
 
-std::string sha256OfFile(const std::filesystem::path& path) {
-    const std::string content = readFile(path);
+std::string sha256OfText(std::string_view text) {
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned length = 0;
-    if (EVP_Digest(content.data(), content.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
+    if (EVP_Digest(text.data(), text.size(), digest, &length, EVP_sha256(), nullptr) != 1) {
         throw std::runtime_error("SHA-256 is not to be had");
     }
     return hexadecimal(std::span(digest, length));
+}
+
+std::string sha256OfFile(const std::filesystem::path& path) {
+    return sha256OfText(readFile(path));
 }
 
 }  // namespace station

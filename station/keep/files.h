@@ -43,7 +43,10 @@ std::string readFile(const std::filesystem::path& path);
 // Lower-case, two digits a byte.
 std::string hexadecimal(std::span<const unsigned char> bytes);
 
-// Lower-case hexadecimal SHA-256 of the file's content.
+// Lower-case hexadecimal SHA-256.
+std::string sha256OfText(std::string_view text);
+
+// The same of the file's content.
 // Throws std::system_error when it can't be read.
 std::string sha256OfFile(const std::filesystem::path& path);
 

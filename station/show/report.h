@@ -1,17 +1,27 @@
 #pragma once
 
-// All attempts of a results folder, as a table and as one page that needs nothing but itself.
+// All attempts of a results folder: a table for a terminal, a list for programs, and one page that needs
+// nothing but itself.
 
 #include <filesystem>
 #include <ostream>
+#include <string>
+
+#include "station/store/figures.h"
 
 namespace station {
 
-// Prints a line for each unit and one with the yield, UTF-8, and writes the page: one HTML document that
-// loads nothing from anywhere, station/show/report_page.html with the records in it. Trials on a bench are
-// shown, but count in no figure; a unit that still needs a person has not passed. Throws std::system_error
-// when the folder or a record can't be read or the page can't be written.
-void writeReport(const std::filesystem::path& results, const std::filesystem::path& page,
-                 std::ostream& table);
+enum class ReportForm { table, csv, json };
+
+struct ReportWish {
+    Selection selection;
+    ReportForm form = ReportForm::table;
+    std::filesystem::path page;  // where it goes; none with a list for programs
+};
+
+// Brings the index up to date, prints the table or the list, UTF-8, and writes the page. What can't be read
+// is named and in no figure. A folder that holds no attempts gets no page. Returns whether the page was
+// written. Throws std::system_error when the folder can't be read or the page can't be written.
+bool writeReport(const std::filesystem::path& results, const ReportWish& wish, std::ostream& output);
 
 }  // namespace station

@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "host/own_files.h"
+#include "host/version.h"
 #include "r8/contract/report_record.h"
 #include "vboard/board.h"
 #include "vboard/launcher/screen.h"
@@ -90,8 +92,8 @@ void sayEnd(const Run& run) {
 // The station runs us again, as its tool: it reads the records and keeps them.
 [[noreturn]] void execStation(const Options& options, const ToolCommand& command) {
     namespace fs = std::filesystem;
-    const fs::path self = fs::read_symlink("/proc/self/exe");
-    const std::string station = self.parent_path() / "r8-station";
+    const std::string self = host::ownFile("vboard");
+    const std::string station = host::ownFile("r8-station");
     const std::string fifo = fs::absolute(options.station) / "r8.fifo";
     fs::create_directories(options.station);
     std::vector<std::string> words = {station, "run", "--clock", "auto", "--language", "en"};
@@ -161,6 +163,7 @@ int main(int argc, char** argv) {
         "In networked mode the launcher is the supervising process: it reads the records and shows them.\n"
         "Ends with the tool's exit status; 128 + n after signal n; 2 for wrong use; 3 when the board had\n"
         "to stop the run or refused what it does not know."};
+    app.set_version_flag("--version", "vboard " + std::string(host::r8Version()));
     app.add_flag("--list", options.list, "name the scenarios and what each one shows");
     app.add_flag("--raw", options.raw, "leave the bytes as they are (GBK), for programs that read them");
     app.add_flag("--timestamps", options.timestamps, "put the board's time in seconds in front of each line");

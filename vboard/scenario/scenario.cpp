@@ -9,6 +9,7 @@
 #include <map>
 #include <sstream>
 
+#include "host/own_files.h"
 #include "vboard/board.h"
 
 namespace vboard {
@@ -84,7 +85,7 @@ std::string whatItShows(const std::string& file) {
 
 std::filesystem::path scenarioFolder() {
     const char* folder = std::getenv("VBOARD_SCENARIOS");
-    return folder != nullptr ? folder : VBOARD_SCENARIO_FOLDER;
+    return folder != nullptr ? folder : host::ownFile(VBOARD_WAY_TO_SCENARIOS);
 }
 
 std::vector<std::pair<std::string, std::string>> listScenarios() {

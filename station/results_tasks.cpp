@@ -1,0 +1,69 @@
+#include "station/results_tasks.h"
+
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+
+#include "station/show/report.h"
+#include "station/show/times.h"
+#include "station/store/results_index.h"
+#include "station/wrong_use.h"
+
+namespace station {
+
+namespace {
+
+void requireFolder(const ResultsOptions& options) {
+    if (!std::filesystem::is_directory(options.folder)) {
+        throw WrongUse(options.folder + ": there is no such folder");
+    }
+}
+
+void requireOutput() {
+    std::cout << std::flush;
+    if (!std::cout) {
+        throw WrongUse("the output could not be written");
+    }
+}
+
+Selection selectionOf(const ResultsOptions& options) {
+    Selection selection = options.selection;
+    if (!options.since.empty()) {
+        selection.since = timeSince(options.since, std::time(nullptr));
+        if (!selection.since) {
+            throw WrongUse("--since wants 7d, 12h, 90m or a day such as 2026-11-24, not " + options.since);
+        }
+    }
+    return selection;
+}
+
+}  // namespace
+
+ExitStatus reportResults(const ResultsOptions& options) {
+    requireFolder(options);
+    ReportWish wish;
+    wish.selection = selectionOf(options);
+    wish.form = options.csv ? ReportForm::csv : options.json ? ReportForm::json : ReportForm::table;
+    wish.page = options.page.empty() ? options.folder + "/report.html" : options.page;
+    if (writeReport(options.folder, wish, std::cout)) {
+        std::cout << wish.page.string() << '\n';
+    }
+    requireOutput();
+    return exitPassed;
+}
+
+ExitStatus indexResults(const ResultsOptions& options) {
+    requireFolder(options);
+    if (options.rebuild && !rebuildIndex(options.folder)) {
+        throw WrongUse(options.folder + ": its index can't be kept; reports make one in memory each time");
+    }
+    std::vector<Unreadable> unreadable;
+    useIndex(options.folder, [&](Database& index) { unreadable = unreadableAttempts(index); });
+    for (const Unreadable& one : unreadable) {
+        std::cout << one.place << ": " << one.why << '\n';
+    }
+    requireOutput();
+    return exitPassed;
+}
+
+}  // namespace station

@@ -1,0 +1,154 @@
+#include "station/store/figures.h"
+
+#include <ctime>
+#include <vector>
+
+namespace station {
+
+namespace {
+
+constexpr std::int64_t secondsOfADay = 86400;
+
+// The conditions that a selection sets on an attempt "a".
+std::string conditions(const Selection& selection, SqlValues& parameters) {
+    std::string text = " WHERE 1 = 1";
+    const auto add = [&](const char* condition, SqlValue value) {
+        parameters.push_back(std::move(value));
+        text += std::string(" AND ") + condition + " $" + std::to_string(parameters.size());
+    };
+    if (selection.since) {
+        add("a.started >=", *selection.since);
+    }
+    for (const auto& [condition, value] : {std::pair("a.product =", &selection.product),
+                                           {"a.unit =", &selection.unit},
+                                           {"a.station =", &selection.station},
+                                           {"i.name =", &selection.item}}) {
+        if (!value->empty()) {
+            add(condition, *value);
+        }
+    }
+    return text;
+}
+
+constexpr const char* itemOfAttempt = " JOIN item i ON i.unit = a.unit AND i.attempt = a.id";
+
+std::int64_t offsetAt(std::int64_t time) {
+    const auto wanted = static_cast<std::time_t>(time);
+    std::tm parts = {};
+    return localtime_r(&wanted, &parts) == nullptr ? 0 : parts.tm_gmtoff;
+}
+
+// When the offset at "from" ends, which is not the one at "until" any more.
+std::int64_t changeBetween(std::int64_t from, std::int64_t until) {
+    const std::int64_t offset = offsetAt(from);
+    while (until - from > 1) {
+        const std::int64_t middle = from + (until - from) / 2;
+        (offsetAt(middle) == offset ? from : until) = middle;
+    }
+    return until;
+}
+
+std::string shiftedDay(std::int64_t offset) {
+    return "(started + " + std::to_string(offset) + ") / " + std::to_string(secondsOfADay);
+}
+
+}  // namespace
+
+SelectedSource selectedSource(const Selection& selection) {
+    SelectedSource selected;
+    const std::string where = conditions(selection, selected.parameters);
+    if (selected.parameters.empty()) {
+        return selected;
+    }
+    if (selection.item.empty()) {
+        selected.source.judged = "(SELECT a.* FROM judged a" + where + ")";
+        selected.source.attempts = "(SELECT a.* FROM outcome a" + where + ")";
+        return selected;
+    }
+    const std::string common =
+        "a.unit, a.id, a.number, a.started, a.seconds, a.product, a.station, i.outcome";
+    selected.source.judged = "(SELECT " + common + ", a.turn, a.turns FROM judged a" + itemOfAttempt + where +
+                             " AND i.outcome IN ('passed', 'failed'))";
+    selected.source.attempts = "(SELECT " + common + ", a.running, a.partial, a.reasons FROM outcome a" +
+                               itemOfAttempt + where + " AND i.outcome <> 'skipped')";
+    return selected;
+}
+
+std::string localDay(std::int64_t first, std::int64_t last) {
+    std::string cases;
+    std::int64_t offset = offsetAt(first);
+    for (std::int64_t day = first; day < last; day += secondsOfADay) {
+        if (const std::int64_t next = offsetAt(day + secondsOfADay); next != offset) {
+            const std::int64_t change = changeBetween(day, day + secondsOfADay);
+            cases += " WHEN started < " + std::to_string(change) + " THEN " + shiftedDay(offset);
+            offset = next;
+        }
+    }
+    return cases.empty() ? shiftedDay(offset) : "CASE" + cases + " ELSE " + shiftedDay(offset) + " END";
+}
+
+std::string yieldByDay(const FigureSource& source) {
+    return "SELECT " + source.day +
+           " AS day, product, COUNT(*) AS units,"
+           " SUM(CASE WHEN outcome = 'passed' THEN 1 ELSE 0 END) AS passed FROM " +
+           source.judged + " a WHERE turn = 1 GROUP BY " + source.day + ", product";
+}
+
+std::string totals(const FigureSource& source) {
+    return "SELECT COUNT(DISTINCT unit) AS units,"
+           " SUM(CASE WHEN turn = 1 THEN 1 ELSE 0 END) AS first_units,"
+           " SUM(CASE WHEN turn = 1 AND outcome = 'passed' THEN 1 ELSE 0 END) AS passed_first,"
+           " SUM(CASE WHEN turn = turns AND outcome = 'passed' THEN 1 ELSE 0 END) AS passed_last,"
+           " COUNT(*) AS attempts, SUM(CASE WHEN turn > 1 THEN 1 ELSE 0 END) AS retests FROM " +
+           source.judged + " a";
+}
+
+std::string itemFailures(const FigureSource& source) {
+    return "SELECT i.name AS item, SUM(CASE WHEN i.outcome = 'failed' THEN 1 ELSE 0 END) AS failed,"
+           " COUNT(*) AS tested FROM " +
+           source.judged + " a" + itemOfAttempt + " WHERE i.outcome IN ('passed', 'failed') GROUP BY i.name";
+}
+
+std::string durations(const FigureSource& source) {
+    return "SELECT product, COUNT(*) AS attempts,"
+           " MIN(CASE WHEN place * 2 >= places THEN seconds END) AS median,"
+           " MIN(CASE WHEN place * 10 >= places * 9 THEN seconds END) AS p90 FROM"
+           " (SELECT product, seconds, ROW_NUMBER() OVER (PARTITION BY product ORDER BY seconds) AS place,"
+           " COUNT(*) OVER (PARTITION BY product) AS places FROM " +
+           source.judged + " a) ranked GROUP BY product";
+}
+
+std::string valueTrend(const FigureSource& source) {
+    return "SELECT product, v.item AS item, v.name AS name, " + source.day +
+           " AS day, COUNT(*) AS measurements, MIN(measured) AS lowest, AVG(measured) AS mean,"
+           " MAX(measured) AS highest, SUM(CASE WHEN passed = 0 THEN 1 ELSE 0 END) AS outside,"
+           " MIN(minimum) AS minimum, MAX(maximum) AS maximum FROM " +
+           source.judged +
+           " a JOIN value v ON v.unit = a.unit AND v.attempt = a.id WHERE measured IS NOT NULL"
+           " GROUP BY product, v.item, v.name, " +
+           source.day;
+}
+
+std::string incompleteRuns(const FigureSource& source) {
+    return "SELECT reasons, COUNT(*) AS runs, MAX(started) AS latest FROM " + source.attempts +
+           " a WHERE unit <> '' AND running = 0 AND partial = 0 AND outcome NOT IN ('passed', 'failed',"
+           " 'needs-person') GROUP BY reasons";
+}
+
+std::string otherRuns(const FigureSource& source) {
+    return "SELECT outcome, running, partial, CASE WHEN unit = '' THEN 1 ELSE 0 END AS bench,"
+           " COUNT(*) AS runs FROM " +
+           source.attempts + " a GROUP BY outcome, running, partial, CASE WHEN unit = '' THEN 1 ELSE 0 END";
+}
+
+std::string attemptList(const FigureSource& source) {
+    return "SELECT unit, id, number, started, outcome, product, station, running, partial FROM " +
+           source.attempts + " a ORDER BY unit, started, id";
+}
+
+std::string failedItems(const FigureSource& source) {
+    return "SELECT a.unit, a.id, i.name FROM " + source.attempts + " a" + itemOfAttempt +
+           " WHERE i.outcome = 'failed' ORDER BY a.unit, i.position";
+}
+
+}  // namespace station
