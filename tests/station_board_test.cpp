@@ -35,8 +35,8 @@ class StationBoard : public StationBench {
             std::to_string(status) + "\n";
         fs::permissions(file("ssh", script), fs::perms::owner_all);
         return statusOf(
-            start({"/usr/bin/env", "PATH=" + bench.string() + ":/usr/bin:/bin", STATION, "run", "--board",
-                   "b", "--unit", "7", "--clock", "auto", "--results", bench / "results"}));
+            start({"/usr/bin/env", "PATH=" + bench.string() + ":/usr/bin:/bin", stationProgram, "run",
+                   "--board", "b", "--unit", "7", "--clock", "auto", "--results", bench / "results"}));
     }
     Json lastReasons() const {
         int number = 1;
@@ -116,10 +116,10 @@ TEST_F(StationBoard, wrongUseStaysOnThisMachine) {
                                                {"--board", "-oProxyCommand=x"},
                                                {"--board", "b", "--records", "stdout"},
                                                {"--shared"},
-                                               {"--tool", STATION},
+                                               {"--tool", stationProgram},
                                                {"--board", "b", "--tool", "no-such-file"},
-                                               {"--board", "b", "--tool", STATION, "--", "r8"}}) {
-        std::vector<std::string> all = {STATION,           "run",    "--no-unit",   "--results",
+                                               {"--board", "b", "--tool", stationProgram, "--", "r8"}}) {
+        std::vector<std::string> all = {stationProgram,    "run",    "--no-unit",   "--results",
                                         bench / "results", "--fifo", bench / "fifo"};
         all.insert(all.end(), words.begin(), words.end());
         EXPECT_EQ(statusOf(start(all)), 2) << testing::PrintToString(words);
