@@ -14,6 +14,13 @@
 namespace station {
 namespace {
 
+ExitStatus settleNow(const Options& options) {
+    SettleRequest request = options.settle;
+    request.results = options.results;
+    request.passed = options.settleVerdict == "pass";
+    return settleItem(request);
+}
+
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
     if (line.status) {
@@ -24,6 +31,8 @@ int dispatch(int argc, char** argv) {
             return runTool(line.options);
         case Task::read:
             return readRecords(line.options);
+        case Task::settle:
+            return settleNow(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
         default:

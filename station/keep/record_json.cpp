@@ -182,6 +182,10 @@ std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEn
         {"items", itemsJson(run)},
         {"steps", stepsJson(run)},
     };
+    addUnlessEmpty(record, "repaired", info.repaired);
+    for (const GateOverride& one : info.overrides) {
+        record["overrides"].push_back({{"gate", one.gate}, {"option", one.option}, {"text", one.text}});
+    }
     if (!info.only.empty()) {
         record["only"] = info.only;
     }
