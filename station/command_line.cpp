@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstring>
-#include <map>
 
 #include "host/version.h"
 #include "station/exit_status.h"
@@ -63,6 +62,8 @@ void addLinkOptions(CLI::App& run, Options& options) {
 }
 
 void addPlanOptions(CLI::App& run, Options& options) {
+    run.add_option("--product", options.product, "what a good unit is, and the plan of its tests")
+        ->type_name("FILE");
     run.add_option("--only", options.only, "repeat only what tests these items; never a pass of the unit")
         ->type_name("ITEM");
     run.add_flag("--any-serial", options.gate.anySerial, "test a unit whose name is none of the product's");
@@ -75,9 +76,9 @@ void addPlanOptions(CLI::App& run, Options& options) {
 void addSettleOptions(CLI::App& settle, Options& options) {
     settle.add_option("attempt", options.settle.attempt, "UNIT/NUMBER")->required();
     settle.add_option("item", options.settle.item, "that was left to a person")->required();
-    settle.add_option("verdict", options.settle.passed, "pass or fail")
+    settle.add_option("verdict", options.settleVerdict, "what it is")
         ->required()
-        ->transform(CLI::CheckedTransformer(std::map<std::string, bool>{{"pass", true}, {"fail", false}}));
+        ->check(CLI::IsMember({"pass", "fail"}));
     settle.add_option("--by", options.settle.by, "who says so")->required();
     settle.add_option("--results", options.results, "folder of the records")->capture_default_str();
 }

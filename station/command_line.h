@@ -29,9 +29,11 @@ struct Options {
     bool shared = false;
     std::string clock = "ask";
     std::string language = "zh";
+    std::string product;            // file; empty: none
     std::vector<std::string> only;  // items; empty: the whole plan
     GateOptions gate;
-    SettleRequest settle;  // without its results
+    SettleRequest settle;  // without its results and its verdict
+    std::string settleVerdict;
     std::vector<std::string> command;
     ResultsOptions ofResults;
 };

@@ -17,6 +17,7 @@ namespace {
 ExitStatus settleNow(const Options& options) {
     SettleRequest request = options.settle;
     request.results = options.results;
+    request.passed = options.settleVerdict == "pass";
     return settleItem(request);
 }
 
@@ -30,10 +31,10 @@ int dispatch(int argc, char** argv) {
             return runTool(line.options);
         case Task::read:
             return readRecords(line.options);
-        case Task::index:
-            return indexResults(line.options.ofResults);
         case Task::settle:
             return settleNow(line.options);
+        case Task::index:
+            return indexResults(line.options.ofResults);
         default:
             return reportResults(line.options.ofResults);
     }

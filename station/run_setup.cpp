@@ -3,15 +3,57 @@
 #include <cmath>
 
 #include "host/child_process.h"
+#include "host/toml_section.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
 
 namespace station {
 
-std::unique_ptr<Session> openSession(const Options& options, const AttemptInfo& info,
-                                     const std::vector<Part>& parts) {
+namespace {
+
+std::unique_ptr<const Product> productOf(const Options& options) {
+    if (options.product.empty()) {
+        return nullptr;
+    }
+    try {
+        return prepare([&] { return std::make_unique<const Product>(readProduct(options.product)); });
+    } catch (const host::TomlError& error) {
+        throw WrongUse(error.what());
+    }
+}
+
+std::vector<Part> partsOf(const Options& options, const Product* product,
+                          const std::vector<std::string>& command) {
+    const std::vector<Part> plan = product == nullptr ? std::vector<Part>{Part()} : product->plan;
+    const std::vector<Part> parts = options.only.empty() ? plan : partsFor(options.only, plan);
+    for (const Part& part : parts) {
+        (void)commandOf(part, command);
+    }
+    return parts;
+}
+
+GateRules rulesOf(const Product& product, const AttemptInfo& info) {
+    GateRules rules;
+    rules.serialPattern = product.serialPattern.value_or("");
+    rules.serialFits =
+        !product.serialPattern || !info.unit || matchesPattern(rules.serialPattern, *info.unit);
+    rules.failedAttemptsAllowed = product.failedAttemptsAllowed;
+    rules.goldenUnit = product.goldenUnit;
+    return rules;
+}
+
+}  // namespace
+
+std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup& setup) {
     const Language language = options.language == "en" ? Language::english : Language::chinese;
-    return prepare([&] { return std::make_unique<Session>(options.results, info, language, parts); });
+    auto session = prepare(
+        [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
+    if (setup.product) {
+        session->ownerOfMac = [results = options.results, unit = setup.info.unit](const std::string& mac) {
+            return unit ? FolderHistory(results).ownerOfMac(mac, *unit) : std::string();
+        };
+    }
+    return session;
 }
 
 ClockJudge judgeOf(const Options& options) {
@@ -20,29 +62,24 @@ ClockJudge judgeOf(const Options& options) {
                                      : ClockJudge::leave;
 }
 
-AttemptInfo describeAttempt(const Options& options) {
-    AttemptInfo info;
+AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>& command) {
+    AttemptSetup setup;
+    AttemptInfo& info = setup.info;
     info.unit = chosenUnit(options);
     info.started = utcNow();
-    info.command = options.command;
+    info.command = command;
     info.only = options.only;
-    return info;
-}
-
-// Whatever of it can't be run is refused before anything is.
-std::vector<Part> partsOf(const Options& options, const std::vector<std::string>& command) {
-    const std::vector<Part> plan = {Part()};
-    const std::vector<Part> parts = options.only.empty() ? plan : partsFor(options.only, plan);
-    for (const Part& part : parts) {
-        (void)commandOf(part, command);
-    }
-    return parts;
-}
-
-std::unique_ptr<UnitLock> enterGate(const Options& options, AttemptInfo& info) {
-    auto lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
     info.repaired = options.gate.repaired;
-    return lock;
+    setup.product = productOf(options);
+    setup.parts = partsOf(options, setup.product.get(), command);
+    setup.lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
+    if (setup.product) {
+        info.overrides = prepare([&] {
+            return passGate(rulesOf(*setup.product, info), options.gate, FolderHistory(options.results),
+                            info);
+        });
+    }
+    return setup;
 }
 
 double limitOf(const Options& options, const Part& part) {

@@ -184,32 +184,18 @@ void Session::withdraw() {
 // All parts become one run.
 void Session::collect() {
     TestRun& run = interpreter_.run;
-    for (Item& item : run.items) {
-        item.isPart = item.isPart && hasFullRun();
+    if (!hasFullRun()) {
+        leaveOutFullRun(run);
     }
     for (const std::unique_ptr<SingleTest>& test : singles_) {
-        for (const std::string& reason : test->run.reasons) {
-            run.reasons.push_back(std::string(test->row().name) + ": " + reason);
-        }
-        run.board.macs.insert(run.board.macs.end(), test->run.board.macs.begin(), test->run.board.macs.end());
-        run.lostLines += test->run.lostLines;
-        run.singles.push_back(std::move(test->run));
+        joinSingle(run, *test);
     }
     if (ended_ != parts_.size() && run.reasons.empty()) {
         run.reasons.push_back("the station was stopped before the plan's end");
     }
     run.seconds = now();
+    checkAddresses(run, ownerOfMac);
     settleOutcome(run);
-}
-
-// What was left out is not known to be good.
-void Session::settleWhole() {
-    TestRun& run = interpreter_.run;
-    settleOutcome(run);
-    if (!attempt_.about().only.empty() && run.outcome == Outcome::passed) {
-        run.reasons.push_back("only a part of the plan was run");
-        settleOutcome(run);
-    }
 }
 
 void Session::judgeClocks(ClockJudge judge) {
@@ -223,7 +209,7 @@ void Session::judgeClocks(ClockJudge judge) {
     if (judge == ClockJudge::ask && wasOpen && clock.outcome != Outcome::needsPerson) {
         remember(clock);
     }
-    settleWhole();
+    settleWhole(run, !attempt_.about().only.empty());
 }
 
 ExitStatus Session::finish(ClockJudge judge) {

@@ -180,6 +180,8 @@ TEST(StationPlanWords, aSingleTestTakesThePlaceOfTheFullRun) {
     EXPECT_EQ(commandOf({.test = 9}, command), (Words{"vboard", "healthy", "--", "r8", "-o", "9"}));
     EXPECT_EQ(commandOf({.test = 10, .repetitions = 3}, {"r8", "netR8test", "x"}),
               (Words{"r8", "-o", "10", "3", "x"}));
+    EXPECT_THROW((void)commandOf({.test = 12}, command), WrongUse);
+    EXPECT_THROW((void)commandOf({.test = 2}, {"r8"}), WrongUse);
 }
 
 // A gate asks for each thing in turn, and an option opens it and is kept.

@@ -83,7 +83,7 @@ struct Board {
 
 // How the run ended, seen from outside of the tool.
 struct ToolEnd {
-    std::optional<int> exitStatus;
+    std::optional<int> exitStatus = {};
     int signal = 0;  // that killed it
     bool timedOut = false;
     bool interrupted = false;   // the station was told to stop

@@ -17,6 +17,7 @@
 #include "station/keep/unit_history.h"
 #include "station/keep/unit_lock.h"
 #include "station/keep/utc_time.h"
+#include "station/store/results_index.h"
 #include "station/wrong_use.h"
 
 namespace station {
@@ -155,6 +156,7 @@ ExitStatus settleItem(const SettleRequest& request) {
     settleIn(record, request);
     replaceRecord(folder, record.dump(2, ' ', false, Json::error_handler_t::replace) + "\n",
                   settledJunit(folder / "junit.xml", request));
+    noteAttempt(request.results, folder);
     const std::string outcome = textOf(record, "outcome");
     std::cout << request.attempt << ": " << request.item << ' ' << (request.passed ? "passed" : "failed")
               << ", the unit: " << outcome << '\n';
