@@ -53,7 +53,8 @@ class CheckMaker {
             add("", nullptr, "tested", Value(wasTested), {.expected = Value(limits.tested)});
         }
         if (limits.seconds) {
-            add("", nullptr, "durationSeconds", secondsOfStep(), {.minimum = {}, .maximum = Value(*limits.seconds)});
+            add("", nullptr, "durationSeconds", secondsOfStep(),
+                {.minimum = {}, .maximum = Value(*limits.seconds)});
         }
     }
 
@@ -142,8 +143,9 @@ class CheckMaker {
         }
         std::for_each(limits.elements.begin(), limits.elements.end(), addOnce);
         const Limit* const cards = row.list == "cards" ? limitOf("", "cards") : nullptr;
-        const std::optional<Value> count =
-            cards == nullptr ? std::nullopt : cards->expected ? cards->expected : cards->minimum;
+        const std::optional<Value> count = cards == nullptr  ? std::nullopt
+                                           : cards->expected ? cards->expected
+                                                             : cards->minimum;
         for (std::int64_t i = 1; count && i <= std::get<std::int64_t>(*count) && i <= mostCards; ++i) {
             addOnce("card" + std::to_string(i));
         }
@@ -167,8 +169,9 @@ class CheckMaker {
         std::int64_t year = 0;
         std::int64_t month = 0;
         std::int64_t day = 0;
-        if (LineScanner scan{text}; !scan.number(year).text("年").number(month).text("月").number(day).text("日.") ||
-                                    year < 0 || year > 99 || month < 0 || month > 99 || day < 0 || day > 99) {
+        if (LineScanner scan{text};
+            !scan.number(year).text("年").number(month).text("月").number(day).text("日.") || year < 0 ||
+            year > 99 || month < 0 || month > 99 || day < 0 || day > 99) {
             return "?" + text;
         }
         char date[16];
@@ -200,7 +203,8 @@ bool isUnicast(const std::string& address) {
 
 }  // namespace
 
-std::vector<ElementCheck> checksOf(const TestRun& run, const Item& item, const ItemLimits& limits, bool implied) {
+std::vector<ElementCheck> checksOf(const TestRun& run, const Item& item, const ItemLimits& limits,
+                                   bool implied) {
     return CheckMaker(run, item, limits, implied).make();
 }
 
@@ -209,16 +213,20 @@ std::vector<ElementCheck> macChecks(const TestRun& run, const MacLimits& limits)
     const std::vector<std::string>& macs = run.board.macs;
     const auto count = static_cast<std::int64_t>(macs.size());
     if (limits.count) {
-        checks.push_back({"macs", nullptr,
-                          {"board.macs", Value(count), {.expected = Value(*limits.count)}, count == *limits.count}});
+        checks.push_back(
+            {"macs",
+             nullptr,
+             {"board.macs", Value(count), {.expected = Value(*limits.count)}, count == *limits.count}});
     } else if ((limits.range.minimum || limits.range.maximum) && macs.empty()) {
         checks.push_back({"macs", nullptr, {"board.macs", {}, limits.range, false}});
     }
     for (std::size_t i = 0; i < macs.size(); ++i) {
         const std::string element = "mac" + std::to_string(i + 1);
-        const bool isFirst = std::find(macs.begin(), macs.end(), macs[i]) - macs.begin() == static_cast<std::ptrdiff_t>(i);
+        const bool isFirst =
+            std::find(macs.begin(), macs.end(), macs[i]) - macs.begin() == static_cast<std::ptrdiff_t>(i);
         const Value address(macs[i]);
-        checks.push_back({element, nullptr,
+        checks.push_back({element,
+                          nullptr,
                           {"board." + element, address, limits.range,
                            isUnicast(macs[i]) && isFirst && limits.range.holds(address)}});
     }

@@ -21,7 +21,8 @@ struct ElementCheck {
 
 // A check for each value that is limited and for each element that has to be there, seen or not.
 // implied: also those that go without saying where a product describes the item.
-std::vector<ElementCheck> checksOf(const TestRun& run, const Item& item, const ItemLimits& limits, bool implied);
+std::vector<ElementCheck> checksOf(const TestRun& run, const Item& item, const ItemLimits& limits,
+                                   bool implied);
 
 // Of the addresses that the board printed.
 std::vector<ElementCheck> macChecks(const TestRun& run, const MacLimits& limits);

@@ -19,7 +19,8 @@ const ItemLimits* limitsOf(const Product* product, const Item& item) {
     return found == product->items.end() ? nullptr : &found->second;
 }
 
-// What the item has to be like on a unit of the product. The addresses come with the description of the board.
+// What the item has to be like on a unit of the product. The addresses come with the description of the
+// board.
 std::vector<ElementCheck> checksBy(const Product& product, const TestRun& run, const Item& item) {
     const ItemLimits* const limits = limitsOf(&product, item);
     std::vector<ElementCheck> checks =
@@ -37,8 +38,8 @@ Outcome worsened(Outcome outcome, const std::vector<ElementCheck>& checks) {
     const bool isOutside = std::any_of(checks.begin(), checks.end(), [](const ElementCheck& one) {
         return !one.check.passed && (one.check.measured || one.isMissing);
     });
-    const bool isUnseen = std::any_of(checks.begin(), checks.end(),
-                                      [](const ElementCheck& one) { return !one.check.passed; });
+    const bool isUnseen =
+        std::any_of(checks.begin(), checks.end(), [](const ElementCheck& one) { return !one.check.passed; });
     if (outcome == Outcome::incomplete || outcome == Outcome::failed) {
         return outcome;
     }

@@ -72,7 +72,8 @@ Words wordsOf(const Limit& limit) {
 // A flag has words of its own, anything else stands in its format.
 Words inFormat(const ValueRow& row, const Words& words, const std::optional<Value>& value) {
     const bool* const flag = value ? std::get_if<bool>(&*value) : nullptr;
-    return flag == nullptr || row.yes.zh.empty() ? filled(row.format, words) : wordsOf(*flag ? row.yes : row.no);
+    return flag == nullptr || row.yes.zh.empty() ? filled(row.format, words)
+                                                 : wordsOf(*flag ? row.yes : row.no);
 }
 
 bool isAddress(const ElementCheck& one) {
@@ -88,7 +89,7 @@ Words measuredWords(const ElementCheck& one) {
         return inFormat(*one.row, wordsOf(value), value);
     }
     const bool flag = value == Value(true);
-    return one.check.value == "tested"            ? wordsOf(flag ? wasTested : wasNotTested)
+    return one.check.value == "tested"             ? wordsOf(flag ? wasTested : wasNotTested)
            : one.check.value.ends_with(".present") ? wordsOf(flag ? isThere : isMissing)
            : one.check.value == "durationSeconds" ? filled(WordsView{"用时 {} 秒", "{} s"}, wordsOf(value))
                                                   : wordsOf(value);
@@ -106,10 +107,10 @@ Words expectedWords(const ElementCheck& one) {
         return isRange ? Words{good.zh + ", " + range.zh, good.en + ", " + range.en} : good;
     }
     const bool flag = limit.expected == Value(true);
-    return one.check.value == "tested"            ? wordsOf(flag ? wasTested : wasNotTested)
+    return one.check.value == "tested"             ? wordsOf(flag ? wasTested : wasNotTested)
            : one.check.value.ends_with(".present") ? wordsOf(isThere)
-           : one.check.value == "durationSeconds" ? filled(WordsView{"{} 秒", "{} s"}, wordsOf(limit))
-                                                  : wordsOf(limit);
+           : one.check.value == "durationSeconds"  ? filled(WordsView{"{} 秒", "{} s"}, wordsOf(limit))
+                                                   : wordsOf(limit);
 }
 
 // "card2" of the cards is "2"; a drive keeps its name.
@@ -125,8 +126,8 @@ Words shortName(const ElementCheck& one) {
 }
 
 Words nameOf(const Item& item, const std::vector<ElementCheck>& group) {
-    const auto withRow = std::find_if(group.begin(), group.end(),
-                                      [](const ElementCheck& one) { return one.row != nullptr; });
+    const auto withRow =
+        std::find_if(group.begin(), group.end(), [](const ElementCheck& one) { return one.row != nullptr; });
     const ElementCheck& first = group.front();
     if (withRow != group.end()) {
         return filled(withRow->row->name, shortName(*withRow));
@@ -191,7 +192,8 @@ Words reasonInWords(const Item& item) {
         {"the number of ports and what was found do not agree", "接口个数与找到的个数不符, 应相符"},
     };
     const std::string& reason = item.reason.empty() ? item.contradiction : item.reason;
-    Words words = {"工具的结果是“" + reason + "”, 应为成功", "the tool says \"" + reason + "\", expected success"};
+    Words words = {"工具的结果是“" + reason + "”, 应为成功",
+                   "the tool says \"" + reason + "\", expected success"};
     for (const auto& [en, zh] : known) {
         if (reason.starts_with(en)) {
             const std::string rest = reason.substr(en.size());

@@ -1,5 +1,6 @@
 #include "station/product/tool_limits.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "station/interpret/items.h"
@@ -20,7 +21,9 @@ Limit atLeast(std::int64_t number) {
 void addMissingDrives(const Sata& sata, ItemLimits& limits) {
     for (const std::string& device : sata.missing) {
         const std::string name = device.substr(device.rfind('/') + 1);
-        if (name.starts_with("sd")) {
+        const bool isKnown =
+            std::find(limits.elements.begin(), limits.elements.end(), name) != limits.elements.end();
+        if (name.starts_with("sd") && !isKnown) {
             limits.elements.push_back(name);
         }
     }
@@ -62,7 +65,9 @@ Words alarmReason(std::uint32_t inputs, bool isOn, std::uint32_t outputs) {
 
 ItemLimits toolLimits(const TestRun& run, const Item& item, const ItemLimits* product) {
     ItemLimits limits = product != nullptr ? *product : ItemLimits();
-    const auto add = [&limits](const char* key, Limit limit) { limits.values.push_back({"", key, std::move(limit)}); };
+    const auto add = [&limits](const char* key, Limit limit) {
+        limits.values.push_back({"", key, std::move(limit)});
+    };
     const Usb& usb = run.values<Usb>();
     const Rs485& rs485 = run.values<Rs485>();
     if (item.row == &Network::row && !run.values<Network>().cards.empty()) {
