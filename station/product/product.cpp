@@ -71,8 +71,8 @@ void readGate(Section& section, Product& product) {
 }
 
 double readSeconds(Section& section, const std::string& key, double otherwise) {
-    std::chrono::nanoseconds time = std::chrono::duration_cast<std::chrono::nanoseconds>(
-        std::chrono::duration<double>(otherwise));
+    std::chrono::nanoseconds time =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::duration<double>(otherwise));
     section.seconds(key, time);
     const double seconds = std::chrono::duration<double>(time).count();
     if (seconds <= 0) {

@@ -16,7 +16,8 @@ bool isDate(const std::string& text) {
 }
 
 // A value of the kind that the measured one has, or nothing could be inside.
-void requireKind(const Section& section, const std::string& key, const ValueRow& row, const MaybeValue& value) {
+void requireKind(const Section& section, const std::string& key, const ValueRow& row,
+                 const MaybeValue& value) {
     constexpr std::pair<ValueKind, const char*> kinds[] = {{ValueKind::number, "is a whole number"},
                                                            {ValueKind::flag, "is true or false"},
                                                            {ValueKind::text, "is a text"},

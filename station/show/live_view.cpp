@@ -76,6 +76,12 @@ void LiveView::showPart(std::size_t index, double now, bool isFullRun) {
     (void)fflush(output_);
 }
 
+void LiveView::showNotice(const Words& notice) {
+    eraseStatus();
+    (void)fprintf(output_, "! %s\n", (language_ == Language::english ? notice.en : notice.zh).c_str());
+    (void)fflush(output_);
+}
+
 void LiveView::showStep(const Step& step) {
     stepNumber_ = std::max(stepNumber_, step.number);
     stepTitle_ = titleOf(step.name, step.title);
@@ -132,8 +138,13 @@ void LiveView::row(Outcome outcome, const std::string& text) {
 void LiveView::showItems(const TestRun& run) {
     for (const Item& item : run.items) {
         if (item.isOfThisBoard()) {
+            const std::string title = titleOf(item.row->name, item.row->title);
             row(item.outcome,
-                titleOf(item.row->name, item.row->title) + (item.reason.empty() ? "" : ": " + item.reason));
+                title + (item.reason.empty() || !item.reasons.empty() ? "" : ": " + item.reason));
+            for (const Words& words : item.reasons) {
+                (void)fprintf(output_, "    %s\n",
+                              (language_ == Language::english ? words.en : words.zh).c_str());
+            }
         }
     }
     for (const TestRun& single : run.singles) {
