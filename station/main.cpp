@@ -6,7 +6,9 @@
 #include <iostream>
 
 #include "station/command_line.h"
+#include "station/keep/record_lines.h"
 #include "station/link/tool_process.h"
+#include "station/product/first_product.h"
 #include "station/results_tasks.h"
 #include "station/tool_runs.h"
 #include "station/wrong_use.h"
@@ -21,6 +23,15 @@ ExitStatus settleNow(const Options& options) {
     return settleItem(request);
 }
 
+ExitStatus printProduct(const Options& options) {
+    const RecordedRun good = readPassedRun(options.goodUnit);
+    std::cout << firstProduct(good.unit, good.run, good.singleItems) << std::flush;
+    if (!std::cout) {
+        throw WrongUse("the product file could not be written");
+    }
+    return exitPassed;
+}
+
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
     if (line.status) {
@@ -33,6 +44,8 @@ int dispatch(int argc, char** argv) {
             return readRecords(line.options);
         case Task::settle:
             return settleNow(line.options);
+        case Task::product:
+            return printProduct(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
         default:

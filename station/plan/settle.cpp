@@ -105,8 +105,13 @@ void settleIn(Json& record, const SettleRequest& request) {
     const std::string_view outcome = outcomeName(request.passed ? Outcome::passed : Outcome::failed);
     (*found)["outcome"] = outcome;
     found->erase("reason");
+    found->erase("reasons");
     if (!request.passed) {
         (*found)["reason"] = request.by + " says that it is not right";
+        const std::string name = textOf(*found, "title") + ": " + request.by;
+        (*found)["reasons"].push_back(
+            {{"zh", name + " 判为不合格, 应为合格"},
+             {"en", request.item + ": " + request.by + " says that it is not right, expected right"}});
     }
     record["settled"].push_back(
         {{"item", request.item}, {"outcome", outcome}, {"by", request.by}, {"at", utcNow()}});
