@@ -45,11 +45,8 @@ RecordedRun readPassedRun(const std::filesystem::path& folder) {
     }
     RunInterpreter interpreter;
     for (const Json& step : record["steps"]) {
-        if (isOfSingleTest(step)) {
-            continue;
-        }
         for (const Json& line : step["lines"]) {
-            if (!interpreter.run.ended) {  // what follows is single tests
+            if (!interpreter.run.ended) {  // behind it come single tests
                 readLineAgain(interpreter, line);
             }
         }
@@ -58,7 +55,7 @@ RecordedRun readPassedRun(const std::filesystem::path& folder) {
     judgeClock(interpreter.run, ClockJudge::automatic, {});
     RecordedRun recorded = {textOf(record, "unit"), interpreter.run, {}};
     if (recorded.run.outcome != Outcome::passed) {
-        throw WrongUse(folder.string() + ": its lines do not carry that the unit passed");
+        throw WrongUse(folder.string() + ": the lines that it kept do not say that the unit passed");
     }
     for (const Json& item : record["items"]) {
         if (isOfSingleTest(item)) {
