@@ -151,6 +151,9 @@ TEST(StationProduct, whateverIsLeftAwayOrWorseIsNoPass) {
         for (const char* const digit : {"0", "9999"}) {
             BoardLines worse = good;
             worse.pipe[i] = std::regex_replace(line, digits, digit);
+            if (line.starts_with("序列号")) {
+                continue;  // each drive's own
+            }
             const bool isMore =
                 *digit == '9' && (line.starts_with("/dev/ms") || line.starts_with("硬盘容量"));
             EXPECT_TRUE(worse.pipe[i] == line || isMore || judged(worse).outcome != Outcome::passed)
