@@ -61,6 +61,28 @@ void addLinkOptions(CLI::App& run, Options& options) {
         ->needs(board);
 }
 
+void addPlanOptions(CLI::App& run, Options& options) {
+    run.add_option("--product", options.product, "what a good unit is, and the plan of its tests")
+        ->type_name("FILE");
+    run.add_option("--only", options.only, "repeat only what tests these items; never a pass of the unit")
+        ->type_name("ITEM");
+    run.add_flag("--any-serial", options.gate.anySerial, "test a unit whose name is none of the product's");
+    run.add_flag("--again", options.gate.again, "test a unit that has passed already");
+    run.add_option("--repaired", options.gate.repaired, "what was repaired on the unit since it failed")
+        ->type_name("TEXT");
+    run.add_flag("--no-golden", options.gate.noGolden, "test although the golden unit has not passed today");
+}
+
+void addSettleOptions(CLI::App& settle, Options& options) {
+    settle.add_option("attempt", options.settle.attempt, "UNIT/NUMBER")->required();
+    settle.add_option("item", options.settle.item, "that was left to a person")->required();
+    settle.add_option("verdict", options.settleVerdict, "what it is")
+        ->required()
+        ->check(CLI::IsMember({"pass", "fail"}));
+    settle.add_option("--by", options.settle.by, "who says so")->required();
+    settle.add_option("--results", options.results, "folder of the records")->capture_default_str();
+}
+
 }  // namespace
 
 CommandLine parseCommandLine(int argc, char** argv) {
@@ -75,10 +97,18 @@ CommandLine parseCommandLine(int argc, char** argv) {
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
     addRunOptions(*run, options);
     addLinkOptions(*run, options);
+    addPlanOptions(*run, options);
+    addDatabaseOption(*run, options.database);
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
+    addDatabaseOption(*read, options.database);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
     addResultsCommands(app, options.ofResults);
+
+    CLI::App* const settle =
+        app.add_subcommand("settle", "say how an item came out that only a person can tell");
+    addSettleOptions(*settle, options);
+    addDatabaseOption(*settle, options.database);
 
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
@@ -94,7 +124,9 @@ CommandLine parseCommandLine(int argc, char** argv) {
     }
     options.task = run->parsed()                 ? Task::run
                    : read->parsed()              ? Task::read
+                   : settle->parsed()            ? Task::settle
                    : app.got_subcommand("index") ? Task::index
+                   : app.got_subcommand("sync")  ? Task::sync
                                                  : Task::report;
     return line;
 }

@@ -6,11 +6,13 @@
 #include <string>
 #include <vector>
 
+#include "station/plan/gate.h"
+#include "station/plan/settle.h"
 #include "station/results_options.h"
 
 namespace station {
 
-enum class Task { run, read, report, index };
+enum class Task { run, read, report, index, settle, sync };
 
 struct Options {
     Task task = Task::run;
@@ -27,7 +29,13 @@ struct Options {
     bool shared = false;
     std::string clock = "ask";
     std::string language = "zh";
+    std::string product;            // file; empty: none
+    std::vector<std::string> only;  // items; empty: the whole plan
+    GateOptions gate;
+    SettleRequest settle;  // without its results and its verdict
+    std::string settleVerdict;
     std::vector<std::string> command;
+    std::string database;  // of many stations, where attempts go as well; empty: none
     ResultsOptions ofResults;
 };
 

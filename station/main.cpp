@@ -8,11 +8,27 @@
 #include "station/command_line.h"
 #include "station/link/tool_process.h"
 #include "station/results_tasks.h"
+#include "station/sync/sync_task.h"
 #include "station/tool_runs.h"
 #include "station/wrong_use.h"
 
 namespace station {
 namespace {
+
+ExitStatus settleNow(const Options& options) {
+    SettleRequest request = options.settle;
+    request.results = options.results;
+    request.passed = options.settleVerdict == "pass";
+    return settleItem(request);
+}
+
+// Whatever came out: the folder has more than before.
+ExitStatus thenSync(const Options& options, ExitStatus status) {
+    if (!options.database.empty()) {
+        startSync(options.results, options.database);
+    }
+    return status;
+}
 
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
@@ -21,11 +37,15 @@ int dispatch(int argc, char** argv) {
     }
     switch (line.options.task) {
         case Task::run:
-            return runTool(line.options);
+            return thenSync(line.options, runTool(line.options));
         case Task::read:
-            return readRecords(line.options);
+            return thenSync(line.options, readRecords(line.options));
+        case Task::settle:
+            return thenSync(line.options, settleNow(line.options));
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::sync:
+            return syncResults(line.options.ofResults.sync);
         default:
             return reportResults(line.options.ofResults);
     }

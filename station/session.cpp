@@ -1,6 +1,5 @@
 #include "station/session.h"
 
-#include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -8,19 +7,17 @@
 #include <iostream>
 #include <utility>
 
+#include "station/interpret/items.h"
 #include "station/interpret/text.h"
+#include "station/keep/utc_time.h"
+#include "station/show/operator_prompt.h"
 #include "station/store/results_index.h"
 
 namespace station {
 
 namespace {
 
-constexpr std::size_t longestConsoleLine = 4096;
 constexpr std::size_t mostStreamBytes = 64 * 1024 * 1024;  // a run has some hundred KiB
-
-bool personIsThere() {
-    return isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
-}
 
 // On a terminal that can, and whose owner has not asked for none of it.
 bool mayMoveTheCursor() {
@@ -30,77 +27,153 @@ bool mayMoveTheCursor() {
            (kind == nullptr || std::string_view(kind) != "dumb");
 }
 
+// Both languages: whoever is at the bench reads one of them.
+std::string textOf(const OperatorQuestion& question) {
+    return std::string(question.chinese) + " / " + question.english;
+}
+
 }  // namespace
 
-Session::Session(const std::filesystem::path& results, AttemptInfo info, Language language)
+Session::Session(const std::filesystem::path& results, AttemptInfo info, Language language,
+                 std::vector<Part> parts)
     : results_(results),
+      parts_(std::move(parts)),
       attempt_(results, std::move(info)),
-      view_(stdout, mayMoveTheCursor(), language, readHistory(results)),
-      language_(language) {
+      view_(stdout, mayMoveTheCursor(), language, readHistory(results)) {
     interpreter_.onStep = [this](const Step& step) { view_.showStep(step); };
     interpreter_.onLine = [this](const Line& line) {
         attempt_.appendLine(line);
         view_.showLine(line);
     };
+    std::vector<std::string> titles;
+    for (const Part& part : parts_) {
+        titles.push_back(titleOf(part, language == Language::english));
+    }
+    view_.showPlan(titles);
 }
 
 double Session::now() const {
     return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
 }
 
-void Session::console(LineBuffer& buffer, std::string_view bytes) {
-    buffer.pending += bytes;
-    std::string_view left = buffer.pending;
-    std::size_t lineEnd;
-    while ((lineEnd = std::min(left.find('\n'), longestConsoleLine)) < left.size()) {
-        interpreter_.console(now(), buffer.decode(left.substr(0, lineEnd)));
-        const bool isCut = left[lineEnd] != '\n';
-        if (isCut) {  // what the cut goes through is not understood
-            interpreter_.run.addUnknown("a line of more than 4096 bytes on the console");
-        }
-        left.remove_prefix(lineEnd + (isCut ? 0 : 1));
-    }
-    buffer.pending.erase(0, buffer.pending.size() - left.size());
+void Session::addUnknown(std::string_view text) {
+    (isFullRun() ? interpreter_.run : single().run).addUnknown(text);
 }
 
-StreamHandlers Session::handlers() {
+void Session::consoleLine(std::string_view line, bool isCut) {
+    if (isFullRun()) {
+        interpreter_.console(now(), line);
+    } else {
+        single().console(now(), line);
+    }
+    if (isCut) {
+        addUnknown("a line of more than 4096 bytes on the console");
+    }
+}
+
+void Session::records(std::string_view bytes) {
+    streamBytes_ += bytes.size();
+    if (streamBytes_ > mostStreamBytes) {
+        return addUnknown("more than 64 MiB of records");
+    }
+    attempt_.appendStream(bytes);
+    if (!isFullRun() && !bytes.empty()) {
+        return addUnknown("records of a single test");
+    }
+    framer_.feed(bytes, [this](std::string_view text) { interpreter_.record(now(), utf8FromGbk(text)); });
+}
+
+StreamHandlers Session::begin() {
+    current_ += begun_ ? 1 : 0;
+    begun_ = true;
+    view_.showPart(current_, now(), isFullRun());
+    if (isFullRun()) {
+        Step& preparation = interpreter_.run.steps.front();
+        preparation.start = preparation.end = now();
+    } else {
+        singles_.push_back(std::make_unique<SingleTest>(part().test, part().repetitions, now()));
+        single().onLine = interpreter_.onLine;
+    }
+    const auto onLine = [this](std::string_view line, bool isCut) { consoleLine(line, isCut); };
     StreamHandlers handlers;
-    handlers.records = [this](std::string_view bytes) {
-        streamBytes_ += bytes.size();
-        if (streamBytes_ > mostStreamBytes) {
-            interpreter_.run.addUnknown("more than 64 MiB of records");
-            return;
-        }
-        attempt_.appendStream(bytes);
-        framer_.feed(bytes, [this](std::string_view text) { interpreter_.record(now(), utf8FromGbk(text)); });
-    };
-    handlers.console = [this](std::string_view bytes) { console(output_, bytes); };
-    handlers.errors = [this](std::string_view bytes) { console(errors_, bytes); };
+    handlers.records = [this](std::string_view bytes) { records(bytes); };
+    handlers.console = [this, onLine](std::string_view bytes) { output_.feed(bytes, onLine); };
+    handlers.errors = [this, onLine](std::string_view bytes) { errors_.feed(bytes, onLine); };
     handlers.tick = [this] { view_.showStatus(now()); };
+    const auto& link = attempt_.about().link;
+    if (!isFullRun() && link && link->by == "command") {
+        handlers.records = handlers.console;  // a single test has no records: its output is the console
+    }
     return handlers;
 }
 
+bool Session::hasFullRun() const {
+    return std::any_of(parts_.begin(), parts_.end(), [](const Part& one) { return one.test == 0; });
+}
+
+bool Session::end(const ToolEnd& end, const std::optional<Restart>& restart) {
+    for (ConsoleLines* const lines : {&output_, &errors_}) {
+        lines->finish([this](std::string_view line, bool isCut) { consoleLine(line, isCut); });
+    }
+    view_.eraseStatus();
+    ++ended_;
+    if (isFullRun()) {
+        end_ = end;
+        fullRunSeconds_ = now() - interpreter_.run.steps.front().start;
+        interpreter_.finish(now(), end, framer_.torn());
+        return !end.interrupted;
+    }
+    end_ = hasFullRun() ? end_ : end;
+    single().finish(now(), end);
+    if (restart) {
+        judgeRestart(*restart);
+    }
+    return !end.interrupted && askAbout(single());
+}
+
+// It was seen, so nobody needs to be asked.
+void Session::judgeRestart(const Restart& restart) {
+    single().run.values<Watchdog>().restartSeconds = restart.seconds;
+    (void)answerItem(single().item(), restart.seconds.has_value(),
+                     "the board did not come back, newly started, in time");
+}
+
+// Right behind the test, while the operator's ears and eyes remember it.
+bool Session::askAbout(SingleTest& test) {
+    const OperatorQuestion* const question = questionAbout(test.row().name);
+    const bool isOpen = test.item().outcome == Outcome::needsPerson && question != nullptr;
+    if (!isOpen || !part().asks || !personIsThere()) {
+        return true;
+    }
+    const OperatorAnswer answer = askOperator(textOf(*question), part().answerSeconds);
+    if (answer == OperatorAnswer::yes || answer == OperatorAnswer::no) {
+        (void)answerItem(test.item(), answer == OperatorAnswer::yes, question->failed);
+        remember(test.item());
+    }
+    return answer != OperatorAnswer::stopped;
+}
+
+void Session::remember(const Item& item) {
+    const std::string& by = attempt_.about().operatorName;
+    interpreter_.run.settled.push_back(
+        {std::string(item.row->name), item.outcome, by.empty() ? "operator" : by, utcNow()});
+}
+
 // The pairs of times were on the screen; the person says whether the board's clock is right.
-std::optional<bool> Session::askAboutClock() const {
+std::optional<bool> Session::askAboutClock() {
     if (!interpreter_.run.reasons.empty()) {
         return std::nullopt;
     }
-    giveBackSignals();
-    (void)tcflush(STDIN_FILENO, TCIFLUSH);  // what was typed before the question is no answer to it
     for (const ClockPair& pair : interpreter_.run.values<ClockTimes>().pairs) {
         std::cout << "  " << pair.clock << "   " << pair.system.value_or("") << '\n';
     }
-    std::cout << (language_ == Language::english ? "Do clock (left) and system time (right) agree? [y/n] "
-                                                 : "时钟时间(左)与系统时间(右)一致吗? [y/n] ")
-              << std::flush;
-    std::string answer;
-    while (std::getline(std::cin, answer)) {
-        if (answer == "y" || answer == "Y" || answer == "n" || answer == "N") {
-            return answer == "y" || answer == "Y";
-        }
-        std::cout << "[y/n] " << std::flush;
+    const OperatorAnswer answer = askOperator(textOf(*questionAbout("clock")), 0);
+    if (answer == OperatorAnswer::stopped) {
+        giveBackSignals();  // which end us now
     }
-    return std::nullopt;
+    return answer == OperatorAnswer::yes || answer == OperatorAnswer::no
+               ? std::optional(answer == OperatorAnswer::yes)
+               : std::nullopt;
 }
 
 void Session::withdraw() {
@@ -108,26 +181,50 @@ void Session::withdraw() {
     attempt_.withdraw();
 }
 
-ExitStatus Session::finish(const ToolEnd& end, ClockJudge judge) {
-    for (const LineBuffer* buffer : {&output_, &errors_}) {
-        if (!buffer->pending.empty()) {
-            interpreter_.console(now(), buffer->decode(buffer->pending));
-        }
-    }
+// All parts become one run.
+void Session::collect() {
     TestRun& run = interpreter_.run;
-    interpreter_.finish(now(), end, framer_.torn());
-    view_.eraseStatus();
+    if (!hasFullRun()) {
+        leaveOutFullRun(run);
+    }
+    for (const std::unique_ptr<SingleTest>& test : singles_) {
+        joinSingle(run, *test);
+    }
+    if (ended_ != parts_.size() && run.reasons.empty()) {
+        run.reasons.push_back("the station was stopped before the plan's end");
+    }
+    run.seconds = now();
+    checkAddresses(run, ownerOfMac);
+    settleOutcome(run);
+}
+
+void Session::judgeClocks(ClockJudge judge) {
+    TestRun& run = interpreter_.run;
+    for (TestRun& single : run.singles) {
+        judgeClock(single, judge == ClockJudge::ask ? ClockJudge::leave : judge, {});
+    }
+    Item& clock = run.item<ClockTimes>();
+    const bool wasOpen = clock.outcome == Outcome::needsPerson;
+    judgeClock(run, judge, [this] { return askAboutClock(); });
+    if (judge == ClockJudge::ask && wasOpen && clock.outcome != Outcome::needsPerson) {
+        remember(clock);
+    }
+    settleWhole(run, !attempt_.about().only.empty());
+}
+
+ExitStatus Session::finish(ClockJudge judge) {
+    TestRun& run = interpreter_.run;
+    collect();
     if (judge == ClockJudge::ask && !personIsThere()) {
         judge = ClockJudge::automatic;
     }
     if (judge == ClockJudge::ask) {
-        // Who walks away from the question loses nothing.
-        attempt_.finish(run, end, framer_.records, framer_.torn());
+        keep();  // who walks away from the question loses nothing
     }
-    judgeClock(run, judge, [this] { return askAboutClock(); });
-    attempt_.finish(run, end, framer_.records, framer_.torn());
-    if (run.reasons.empty() && end.exitStatus) {  // a stored stream takes no time
-        writeHistory(results_, run);
+    judgeClocks(judge);
+    keep();
+    if (run.reasons.empty() && end_.exitStatus && fullRunSeconds_ != 0) {  // a stored stream takes no time
+        writeHistory(results_, run, fullRunSeconds_);
     }
     view_.showVerdict(attempt_.about(), run, attempt_.folder() / "record.json");
     noteAttempt(results_, attempt_.folder());

@@ -30,14 +30,22 @@ class StationBoard : public StationBench {
             "token=$(printf %s \"$command\" | grep -o 'r8-station [0-9a-f]\\{32\\} ' | tail -1)\n"
             "cd " +
             bench.string() +
-            "\ncat log >>$log\n[ ! -s words ] || sed \"s/^T /$token/\" words >&2\n"
+            "\ncase $command in *boot_id*) exec sh boot;; esac\n"
+            "cat log >>$log\n[ ! -s words ] || sed \"s/^T /$token/\" words >&2\n"
             "cat records\nexit " +
             std::to_string(status) + "\n";
         fs::permissions(file("ssh", script), fs::perms::owner_all);
-        return statusOf(
-            start({"/usr/bin/env", "PATH=" + bench.string() + ":/usr/bin:/bin", stationProgram, "run",
-                   "--board", "b", "--unit", "7", "--clock", "auto", "--results", bench / "results"}));
+        std::vector<std::string> command = {"/usr/bin/env", "PATH=" + bench.string() + ":/usr/bin:/bin",
+                                            stationProgram, "run",
+                                            "--board",      "b",
+                                            "--unit",       "7",
+                                            "--clock",      "auto",
+                                            "--results",    bench / "results"};
+        command.insert(command.end(), more.begin(), more.end());
+        return statusOf(start(command));
     }
+    std::vector<std::string> more;  // words for the station
+
     Json lastReasons() const {
         int number = 1;
         while (fs::exists(attempt(number + 1))) {
@@ -46,6 +54,40 @@ class StationBoard : public StationBench {
         return record(number)["reasons"];
     }
 };
+
+// The watchdog's test: the board's kernel tells which start it is in. The link may go away, but not for good.
+TEST_F(StationBoard, seesWhetherTheWatchdogRestartsIt) {
+    const std::string before = "11111111-1111-1111-1111-111111111111";
+    const std::string after = "22222222-1111-1111-1111-111111111111";
+    const std::string said = "echo x >>asked; n=$(wc -l <asked)\n";
+    const struct {
+        std::string boot, words;
+        int sshStatus;
+        const char* outcome;
+        std::size_t reasons;
+    } cases[] = {
+        {"[ $n = 1 ] && echo " + before + " || echo " + after, begin + "T exit 0\n", 0, "passed", 1},
+        {"case $n in 1) echo " + before + ";; 2) exit 255;; *) echo " + after + ";; esac", begin, 255,
+         "passed", 1},
+        {"echo " + before, begin + "T exit 0\n", 0, "failed", 0},
+        {"[ $n = 1 ] && echo " + before + " || exit 255", begin + "T exit 0\n", 0, "failed", 0},
+        {"[ $n = 1 ] && echo " + before + " || echo teapot", begin + "T exit 0\n", 0, "failed", 0},
+        {"exit 255", begin + "T exit 0\n", 0, "needs-person", 0},  // nobody could follow it
+        {"[ $n = 1 ] && echo " + before + " || echo " + after, begin + "T exit 1\n", 1, "incomplete", 1},
+    };
+    int number = 0;
+    for (const auto& [boot, words, sshStatus, outcome, reasons] : cases) {
+        fs::remove(bench / "asked");
+        (void)file("boot", said + boot + "\n");
+        more = {"--only", "watchdog", "--timeout", "0.6"};
+        (void)stationWith(words, sshStatus, "", false);
+        const Json kept = record(++number);
+        EXPECT_EQ(kept["items"][0]["outcome"], outcome) << boot << kept["items"];
+        EXPECT_EQ(kept["reasons"].size(), reasons) << kept["reasons"];
+        EXPECT_EQ(kept["items"][0]["measured"].contains("restartSeconds"),
+                  kept["items"][0]["outcome"] == "passed" || number == 7);
+    }
+}
 
 TEST_F(StationBoard, passesOnlyWhatTheBoardHasToldToItsEnd) {
     const struct {

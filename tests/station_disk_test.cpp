@@ -1,6 +1,8 @@
 // What the station keeps: the files of an attempt, in their order and on a disk that is full, and what is
 // made of them.
 
+#include <sys/file.h>
+
 #include "tests/station_program.h"
 
 using namespace station;
@@ -65,7 +67,9 @@ TEST_F(StationDisk, fullDiskGivesNoPassAndNoContradiction) {
         EXPECT_EQ(files, number <= 2 ? 4 : 3) << fullFor;
     }
     EXPECT_EQ(stationOnDisk("/.new-", runWords(healthy, "exit:0")), 2);
-    EXPECT_EQ(std::distance(fs::directory_iterator(bench / "results/7"), fs::directory_iterator()), number);
+    EXPECT_FALSE(fs::exists(attempt(number + 1)));
+    EXPECT_EQ(std::distance(fs::directory_iterator(bench / "results/7"), fs::directory_iterator()),
+              number + 1);  // with the unit's lock
 }
 
 TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
@@ -90,15 +94,34 @@ TEST_F(StationRun, killedStationLeavesLinesAndAnIncompleteRecord) {
 TEST_F(StationRun, stationsOnOneFolderEachGetTheirOwnAttempt) {
     std::vector<pid_t> children;
     for (int i = 0; i < 8; ++i) {
-        children.push_back(startStation(runWords(healthy, "exit:0", "", "fifo" + std::to_string(i))));
+        std::vector<std::string> words = runWords(healthy, "exit:0", "", "fifo" + std::to_string(i));
+        words.erase(words.begin() + 2);
+        words[1] = "--no-unit";
+        children.push_back(startStation(words));
     }
     for (const pid_t child : children) {
         EXPECT_EQ(statusOf(child), 0);
     }
     for (int number = 1; number <= 8; ++number) {
-        EXPECT_EQ(record(number)["reasons"], Json::array());
-        EXPECT_EQ(record(number)["attempt"], number);
+        EXPECT_EQ(record(number, "@bench")["reasons"], Json::array());
+        EXPECT_EQ(record(number, "@bench")["attempt"], number);
     }
+}
+
+// Two runs at once would spoil each other. What the first leaves when it is killed keeps nobody out.
+TEST_F(StationRun, testsAUnitOnceAtATime) {
+    const pid_t first = startStation(runWords(healthy, "hang"));
+    waitForLine(1, "R8TESTEND");
+    const host::Descriptor stream(open((attempt(1) / "stream.raw").c_str(), O_RDONLY));
+    EXPECT_NE(flock(stream.get(), LOCK_EX | LOCK_NB), 0);  // so that others see that it runs
+    EXPECT_EQ(station(runWords(healthy, "exit:0", "", "other")), 2);
+    EXPECT_THAT(output(), HasSubstr("unit 7 is being tested at this moment"));
+    EXPECT_FALSE(fs::exists(attempt(2)));
+    kill(first, SIGKILL);
+    EXPECT_EQ(statusOf(first), 128 + SIGKILL);
+    EXPECT_EQ(station(runWords(healthy, "exit:0", "", "other")), 0) << output();
+    EXPECT_EQ(flock(stream.get(), LOCK_EX | LOCK_NB), 0);
+    waitForTheOrphan();
 }
 
 TEST_F(StationRun, readsAStoredOrPipedStream) {

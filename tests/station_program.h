@@ -8,6 +8,16 @@
 
 namespace station_test {
 
+// What a terminal shows up to that text.
+inline std::string readUntil(int terminal, const std::string& text) {
+    std::string shown;
+    char byte;
+    while (shown.find(text) == std::string::npos && read(terminal, &byte, 1) == 1) {
+        shown += byte;
+    }
+    return shown;
+}
+
 class StationRun : public StationBench {
   protected:
     StationRun() { EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }

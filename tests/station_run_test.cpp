@@ -15,16 +15,6 @@ using testing::HasSubstr;
 
 namespace {
 
-// What a terminal shows up to that text.
-std::string readUntil(int terminal, const std::string& text) {
-    std::string shown;
-    char byte;
-    while (shown.find(text) == std::string::npos && read(terminal, &byte, 1) == 1) {
-        shown += byte;
-    }
-    return shown;
-}
-
 TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
     const std::string console = gbk("no kill vidapp\n网卡1 mac地址:00:11:22:33:44:55\n");
     ASSERT_EQ(station(runWords(healthy, "exit:0", console)), 0) << output();

@@ -87,7 +87,7 @@ void VirtualBoard::configureRun(Section& section) {
         section.number("powerCutAfter", *settings.powerCutAfter);
     }
     if (section.has("setuidError")) {
-        section.error("setuidError", setuidError);
+        readErrorNumber(section, "setuidError", setuidError);
     }
     section.text("kernelRelease", kernelRelease);
     std::int64_t start = epoch.count();
@@ -101,7 +101,7 @@ void VirtualBoard::configureFaults(Section& section) {
     section.text("where", fault.where);
     section.number("nth", fault.nth);
     section.flag("fromThenOn", fault.fromThenOn);
-    section.error("error", fault.error);
+    readErrorNumber(section, "error", fault.error);
     if (fault.request.empty()) {
         section.fail("request", "is missing");
     }

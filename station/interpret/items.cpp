@@ -21,18 +21,25 @@ std::array<Item, itemCount> itemsBeforeTheRun() {
     std::array<Item, itemCount> items = {};
     for (std::size_t i = 0; i < itemCount; ++i) {
         items[i].row = itemRows[i];
+        items[i].isPart = itemRows[i]->presence != Presence::onlyAlone;
     }
     return items;
 }
 
 bool Item::isOfThisBoard() const {
-    return row->presence != Presence::whereNamed || verdict.has_value();
+    return isPart && (row->presence != Presence::whereNamed || verdict.has_value());
 }
 
 const ItemRow* itemWith(std::string_view ItemRow::*field, std::string_view text) {
     const auto found = std::find_if(itemRows.begin(), itemRows.end(),
                                     [&](const ItemRow* row) { return row->*field == text; });
     return found == itemRows.end() || text.empty() ? nullptr : *found;
+}
+
+const ItemRow* itemOfSingleTest(int number) {
+    const auto found = std::find_if(itemRows.begin(), itemRows.end(),
+                                    [number](const ItemRow* row) { return row->singleTest == number; });
+    return number == 0 || found == itemRows.end() ? nullptr : *found;
 }
 
 Item& itemOf(TestRun& run, const ItemRow& row) {
@@ -43,7 +50,6 @@ Item& itemOf(TestRun& run, const ItemRow& row) {
 std::string_view englishName(std::string_view name) {
     constexpr std::pair<std::string_view, std::string_view> others[] = {
         {"preparation", "Preparation"},
-        {"buzzer", "Buzzer"},
         {"summary", "Summary"},
     };
     if (const ItemRow* const row = itemWith(&ItemRow::name, name)) {

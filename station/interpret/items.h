@@ -18,6 +18,7 @@ enum class Presence {
     everyBoard,      // its step is part of every run
     dependsOnBoard,  // where its step does not come, it is skipped
     whereNamed,      // it is an item only where the summary has a line for it
+    onlyAlone,       // no full run has it, only a single test of its own
 };
 
 struct ItemRow {
@@ -45,6 +46,18 @@ struct ItemRow {
     // What the values lack to stand behind a summary that says passed; empty: nothing. Null: it has none to
     // lack.
     std::string (*lacks)(const TestRun& run) = nullptr;
+
+    // Its single test, "r8 -o NUMBER"; 0: the tool has none for it. The test says everything on the console,
+    // and no summary follows.
+    int singleTest = 0;
+    // As readLine, of a line of the single test. Null: readLine reads it.
+    void (*readSingle)(TestRun& run, std::string_view line) = nullptr;
+    // As lacks, of a single test that ended well. Null: lacks says it.
+    std::string (*singleLacks)(const TestRun& run) = nullptr;
+    // The single test prints nothing when all went well. Called when it has ended well.
+    void (*endSilently)(TestRun& run) = nullptr;
+    // Only a person can tell how the single test came out.
+    bool singleNeedsPerson = false;
 };
 
 // In the order of the items.
@@ -52,6 +65,9 @@ extern const std::array<const ItemRow*, itemCount> itemRows;
 
 // The row whose field has that text; null when there is none, or the text is empty.
 const ItemRow* itemWith(std::string_view ItemRow::*field, std::string_view text);
+
+// The row of the tool's single test of that number; null when there is none.
+const ItemRow* itemOfSingleTest(int number);
 
 // The item of that row.
 Item& itemOf(TestRun& run, const ItemRow& row);

@@ -163,8 +163,67 @@ struct ChipTemperature {
     void fields(auto&& field) const { field("celsius", celsius); }
 };
 
+// The following come from single tests of the tool, where the product's plan has them. Of a test that is
+// repeated, the worst repetition counts.
+
+struct FrontPanel {
+    Count answers;  // repetitions in which the panel answered the tool; of keys the tool says nothing
+
+    static const ItemRow row;
+    void fields(auto&& field) const { field("answers", answers); }
+};
+
+struct Rs485Loopback {
+    Count blocks;  // with a result, one a repetition
+    Count matchedBytes;
+    Count mismatchedBytes;
+
+    static const ItemRow row;
+    void fields(auto&& field) const {
+        field("blocks", blocks);
+        field("matchedBytes", matchedBytes);
+        field("mismatchedBytes", mismatchedBytes);
+    }
+};
+
+struct Watchdog {
+    std::optional<bool> armed;  // the tool has set the time without an error
+    Count restartSeconds;       // from there until the board answered again, newly started
+
+    static const ItemRow row;
+    void fields(auto&& field) const {
+        field("armed", armed);
+        field("restartSeconds", restartSeconds);
+    }
+};
+
+struct PmFirmware {
+    Count diskPorts;
+    Count lists;  // of chips, one a repetition
+    Count chipsPassed;
+    Count chipsFailed;
+    Count chipsNotTested;
+
+    static const ItemRow row;
+    void fields(auto&& field) const {
+        field("diskPorts", diskPorts);
+        field("lists", lists);
+        field("chipsPassed", chipsPassed);
+        field("chipsFailed", chipsFailed);
+        field("chipsNotTested", chipsNotTested);
+    }
+};
+
+struct Buzzer {
+    std::optional<bool> driven;  // the tool has switched it without an error
+
+    static const ItemRow row;
+    void fields(auto&& field) const { field("driven", driven); }
+};
+
 // The items in the order of the record.
-using Measured = std::tuple<Network, Rs485, Alarm, Usb, BoardDescription, Sata, ClockTimes, ChipTemperature>;
+using Measured = std::tuple<Network, Rs485, Alarm, Usb, BoardDescription, Sata, ClockTimes, ChipTemperature,
+                            FrontPanel, Rs485Loopback, Watchdog, PmFirmware, Buzzer>;
 constexpr std::size_t itemCount = std::tuple_size_v<Measured>;
 
 }  // namespace station

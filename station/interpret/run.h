@@ -53,6 +53,7 @@ struct Step {
 // One item of this run. The outcome is settled at the end, from what stands below it.
 struct Item {
     const ItemRow* row;
+    bool isPart = true;  // the run, as it was started, tests it
     Outcome outcome = Outcome::incomplete;
     std::string reason;           // why it did not simply pass
     std::optional<bool> verdict;  // the summary's word
@@ -62,7 +63,7 @@ struct Item {
     std::string contradiction;    // a line that does not go with a summary that says passed
     std::string broken;           // the first line that should say something and does not
 
-    bool isOfThisBoard() const;  // belongs to its run at all
+    bool isOfThisBoard() const;  // belongs to its run, on this board, at all
 };
 
 // Every item, with nothing known of it yet.
@@ -78,11 +79,23 @@ struct Board {
 
 // How the run ended, seen from outside of the tool.
 struct ToolEnd {
-    std::optional<int> exitStatus;
+    std::optional<int> exitStatus = {};
     int signal = 0;  // that killed it
     bool timedOut = false;
     bool interrupted = false;   // the station was told to stop
     std::string brokeOff = {};  // why the way to the tool ended before the tool; empty: it did not
+};
+
+// A run has some hundred lines of some bytes; a tool gone wild has no end of them.
+constexpr std::size_t mostLines = 20000;
+constexpr std::size_t mostTextBytes = 4 * 1024 * 1024;
+
+// What a person has said about an item.
+struct Settlement {
+    std::string item;
+    Outcome outcome;  // passed or failed
+    std::string by;
+    std::string at;  // UTC, ISO 8601
 };
 
 // Everything that the record says about the run. Texts are UTF-8.
@@ -98,6 +111,9 @@ struct TestRun {
     bool arrived = false;         // a record came
     bool ended = false;           // the end marker came
     double seconds = 0;
+    int repetitions = 1;  // of a single test
+    std::vector<Settlement> settled;
+    std::vector<TestRun> singles;  // the plan's single tests, each with its one item
 
     // By the struct of its values.
     template <typename Values>

@@ -11,9 +11,6 @@ namespace station {
 
 namespace {
 
-// A run has some hundred lines of some bytes; a tool gone wild has no end of them.
-constexpr std::size_t lineLimit = 20000;
-constexpr std::size_t textLimit = 4 * 1024 * 1024;
 constexpr std::size_t partialLimit = 64 * 1024;
 constexpr std::string_view buzzerTitle = "蜂鸣器测试";
 
@@ -76,7 +73,7 @@ bool RunInterpreter::announceStep(double at, std::string_view line) {
 // Of what comes beyond the limits the records are in the raw stream, console lines are nowhere; the run is
 // incomplete.
 bool RunInterpreter::full() const {
-    return lineCount_ >= lineLimit || textBytes_ >= textLimit;
+    return lineCount_ >= mostLines || textBytes_ >= mostTextBytes;
 }
 
 void RunInterpreter::keep(double at, Source source, std::string_view text) {

@@ -58,6 +58,26 @@ Judgement judge(const TestRun& run, const ItemRow& row, const Item& item) {
     return {item.leftToPerson ? Outcome::needsPerson : Outcome::passed, ""};
 }
 
+// What the tool has told of a single test.
+Judgement judgeSingle(const TestRun& run, const Item& item) {
+    const ItemRow& row = *item.row;
+    if (!item.contradiction.empty()) {
+        return {Outcome::failed, item.contradiction};
+    }
+    if (!item.broken.empty()) {
+        return {Outcome::incomplete, "a line that can not be read: " + item.broken};
+    }
+    if (!item.checked) {
+        return {Outcome::failed, "the test ended and had checked nothing"};
+    }
+    const auto lacks = row.singleLacks != nullptr ? row.singleLacks : row.lacks;
+    const std::string missing = lacks == nullptr ? "" : lacks(run);
+    if (!missing.empty()) {
+        return {Outcome::incomplete, missing};
+    }
+    return {item.leftToPerson ? Outcome::needsPerson : Outcome::passed, ""};
+}
+
 // Steps that do not run take no number: where a number is missing, the stream has a hole.
 bool numbersHaveGap(const TestRun& run) {
     int last = 0;
@@ -78,8 +98,8 @@ void findUnknownSteps(TestRun& run) {
     }
 }
 
-// Why the run can't be trusted to have ended as it should.
-std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool torn) {
+// What the tool's own end has against the run.
+std::vector<std::string> toolEndReasons(const ToolEnd& end) {
     std::vector<std::string> reasons;
     if (end.timedOut) {
         reasons.push_back("the tool did not end in time");
@@ -95,15 +115,25 @@ std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool
     } else if (end.exitStatus.value_or(0) != 0) {
         reasons.push_back("the tool ended with status " + std::to_string(*end.exitStatus));
     }
+    return reasons;
+}
+
+void addUnknownTexts(const TestRun& run, std::vector<std::string>& reasons) {
+    for (const std::string& text : run.unknown) {
+        reasons.push_back("not known to this station: " + text);
+    }
+}
+
+// Why the run can't be trusted to have ended as it should.
+std::vector<std::string> endReasons(const TestRun& run, const ToolEnd& end, bool torn) {
+    std::vector<std::string> reasons = toolEndReasons(end);
     if (torn) {
         reasons.push_back("the record stream is torn");
     }
     if (numbersHaveGap(run)) {
         reasons.push_back("the steps' numbers have a gap, lines are missing");
     }
-    for (const std::string& text : run.unknown) {
-        reasons.push_back("not known to this station: " + text);
-    }
+    addUnknownTexts(run, reasons);
     if (run.lostLines != 0) {
         reasons.push_back("records that the tool could not write: " + std::to_string(run.lostLines));
     }
@@ -127,25 +157,59 @@ std::optional<bool> clockAgrees(const TestRun& run) {
     });
 }
 
-void settleOutcome(TestRun& run) {
-    // The worst first: a run that is not known to be whole proves nothing, whatever its items say.
-    constexpr Outcome order[] = {Outcome::incomplete, Outcome::failed, Outcome::needsPerson};
-    if (!run.reasons.empty()) {
-        run.outcome = Outcome::incomplete;
-        return;
-    }
-    run.outcome = Outcome::passed;
-    for (const Outcome outcome : order) {
-        for (const Item& item : run.items) {
-            if (item.isOfThisBoard() && item.outcome == outcome) {
-                run.outcome = outcome;
-                return;
-            }
-        }
-    }
+bool hasItem(const TestRun& run, Outcome outcome) {
+    const auto isSuch = [outcome](const Item& item) {
+        return item.isOfThisBoard() && item.outcome == outcome;
+    };
+    return std::any_of(run.items.begin(), run.items.end(), isSuch) ||
+           std::any_of(run.singles.begin(), run.singles.end(),
+                       [outcome](const TestRun& single) { return hasItem(single, outcome); });
 }
 
 }  // namespace
+
+void settleOutcome(TestRun& run) {
+    // The worst first: a run that is not known to be whole proves nothing, whatever its items say.
+    constexpr Outcome order[] = {Outcome::incomplete, Outcome::failed, Outcome::needsPerson};
+    const auto worst = std::find_if(std::begin(order), std::end(order),
+                                    [&run](Outcome outcome) { return hasItem(run, outcome); });
+    run.outcome = !run.reasons.empty()       ? Outcome::incomplete
+                  : worst == std::end(order) ? Outcome::passed
+                                             : *worst;
+}
+
+// A tool that says why it ends so has failed its board; any other way to end badly proves nothing.
+void settleSingleTest(TestRun& run, Item& item, const ToolEnd& end) {
+    ToolEnd explained = end;
+    if (!item.contradiction.empty()) {
+        explained.exitStatus = 0;
+    }
+    run.reasons = toolEndReasons(explained);
+    if (!end.exitStatus && run.reasons.empty()) {
+        run.reasons.push_back("it is not known how the tool ended");
+    }
+    addUnknownTexts(run, run.reasons);
+    item.announced = true;
+    item.verdict = true;  // no summary comes: the lines alone decide
+    item.leftToPerson = item.row->singleNeedsPerson;
+    if (run.reasons.empty() && item.row->endSilently != nullptr) {
+        item.row->endSilently(run);
+    }
+    auto [outcome, reason] = judgeSingle(run, item);
+    if (!run.reasons.empty() && item.contradiction.empty()) {
+        outcome = Outcome::incomplete;
+        reason = run.reasons.front();
+    }
+    settle(item, outcome, std::move(reason));
+}
+
+bool answerItem(Item& item, bool passed, const std::string& reasonWhenFailed) {
+    if (item.outcome != Outcome::needsPerson) {
+        return false;
+    }
+    settle(item, passed ? Outcome::passed : Outcome::failed, passed ? "" : reasonWhenFailed);
+    return true;
+}
 
 void settleRun(TestRun& run, const ToolEnd& end, bool torn) {
     findUnknownSteps(run);

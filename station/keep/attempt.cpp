@@ -1,6 +1,7 @@
 #include "station/keep/attempt.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -53,6 +54,12 @@ std::string unitFolderName(const std::optional<std::string>& unit) {
     return name;
 }
 
+std::string attemptFolderName(int number) {
+    char name[16];
+    (void)snprintf(name, sizeof name, "%04d", number);
+    return name;
+}
+
 int attemptNumber(const fs::path& folder) {
     constexpr std::size_t mostDigits = 8;
     const std::string name = folder.filename();
@@ -84,6 +91,7 @@ void Attempt::fill(const fs::path& unnumbered) {
     host::require(chmod(unnumbered.c_str(), 0755) == 0, unnumbered);
     stream_ = openForAppending(unnumbered / "stream.raw");
     lines_ = openForAppending(unnumbered / "lines.txt");
+    host::require(flock(stream_.get(), LOCK_EX | LOCK_NB) == 0, unnumbered / "stream.raw");
 }
 
 // A rename never replaces a folder with files in it, so two stations on one folder never share an attempt.
@@ -95,9 +103,7 @@ void Attempt::takeNumber(const fs::path& unnumbered, const fs::path& unitFolder)
     }
     for (info_.number = highestNumber(unitFolder) + 1;; ++info_.number) {
         writeAtomically(unnumbered / "record.json", recordJson(info_, nothingYet, {}, {}));
-        char name[16];
-        (void)snprintf(name, sizeof name, "%04d", info_.number);
-        directory_ = unitFolder / name;
+        directory_ = unitFolder / attemptFolderName(info_.number);
         if (rename(unnumbered.c_str(), directory_.c_str()) == 0) {
             return;
         }
@@ -154,19 +160,23 @@ void Attempt::withdraw() {
     (void)fs::remove_all(unnumbered);
 }
 
+void Attempt::replaceFiles(const TestRun& run, const ToolEnd& end, const StreamCounts& counts) const {
+    replaceRecord(directory_, recordJson(info_, run, end, counts), junitXml(info_, run));
+}
+
 // Both texts are on the disk before either takes its place, so a full disk leaves both as they were. The
 // record comes last: a reader that finds it final finds everything else final as well.
-void Attempt::replaceFiles(const TestRun& run, const ToolEnd& end, const StreamCounts& counts) const {
-    NewText junit(directory_ / "junit.xml", junitXml(info_, run));
-    NewText record(directory_ / "record.json", recordJson(info_, run, end, counts));
+void replaceRecord(const fs::path& folder, const std::string& recordText, const std::string& junitText) {
+    NewText junit(folder / "junit.xml", junitText);
+    NewText record(folder / "record.json", recordText);
     junit.putInPlace();
     try {
         record.putInPlace();
     } catch (...) {
-        (void)unlink((directory_ / "junit.xml").c_str());  // rather none than one that says otherwise
+        (void)unlink((folder / "junit.xml").c_str());  // rather none than one that says otherwise
         throw;
     }
-    syncDirectory(directory_);
+    syncDirectory(folder);
 }
 
 }  // namespace station

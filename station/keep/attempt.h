@@ -2,7 +2,7 @@
 
 // One attempt's folder: RESULTS/UNIT/NUMBER, never overwritten.
 //
-//   stream.raw   the bytes of the record stream as they came
+//   stream.raw   the bytes of the record stream as they came; locked with flock while the attempt runs
 //   lines.txt    one line per operator line: seconds, source, text; appended as they come
 //   record.json  the record (docs/record.schema.json); "incomplete" from the start until the end is written
 //   junit.xml    the items as test cases
@@ -57,6 +57,12 @@ class Attempt {
 // The unit's name as a folder name: what is neither letter nor digit nor one of "-_+=" is written as %XX.
 // A bench without a unit has the folder "@bench", which no unit has.
 std::string unitFolderName(const std::optional<std::string>& unit);
+
+// The name of an attempt's folder, "0001".
+std::string attemptFolderName(int number);
+
+// Both texts take the place of what is there, or neither does. Throws std::system_error.
+void replaceRecord(const std::filesystem::path& folder, const std::string& record, const std::string& junit);
 
 // The number of an attempt's folder; 0 for any other.
 int attemptNumber(const std::filesystem::path& folder);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,11 @@ struct LinkInfo {
     std::string kernel;       // the board's
 };
 
+// A question of the gate that was not answered as it should be, and the option that opened it.
+struct GateOverride {
+    std::string gate, option, text;
+};
+
 // What is known about an attempt before it starts.
 struct AttemptInfo {
     std::optional<std::string> unit;  // none on a bench
@@ -24,6 +30,11 @@ struct AttemptInfo {
     std::string toolPath;              // empty when there is no tool to look at
     std::string toolSha256;            // lower-case hexadecimal; empty when it is not known
     std::optional<LinkInfo> link;      // none for a process of this machine
+    std::string operatorName;          // empty: nobody said
+    std::string repaired;              // the note of a repair; empty: none
+    std::vector<GateOverride> overrides;
+    std::function<std::string()> historyFrom;  // who has told so far what was before; empty: nobody was asked
+    std::vector<std::string> only;             // items, when only a part of the plan is run
 };
 
 // What came through the report pipe.

@@ -54,12 +54,27 @@ double secondsOf(const TestRun& run, std::string_view name) {
     return 0;
 }
 
+void addItems(const TestRun& run, std::vector<Case>& cases) {
+    for (const Item& item : run.items) {
+        if (item.isOfThisBoard()) {
+            const std::string name(item.row->name);
+            cases.push_back({name, item.outcome, item.reason, secondsOf(run, name)});
+        }
+    }
+    for (const TestRun& single : run.singles) {
+        addItems(single, cases);
+    }
+}
+
 std::string allLines(const TestRun& run) {
     std::string text;
     for (const Step& step : run.steps) {
         for (const Line& line : step.lines) {
             text += line.text + "\n";
         }
+    }
+    for (const TestRun& single : run.singles) {
+        text += allLines(single);
     }
     return text;
 }
@@ -75,12 +90,7 @@ Case wholeRun(const TestRun& run) {
 
 std::vector<Case> casesOf(const TestRun& run) {
     std::vector<Case> cases;
-    for (const Item& item : run.items) {
-        if (item.isOfThisBoard()) {
-            const std::string name(item.row->name);
-            cases.push_back({name, item.outcome, item.reason, secondsOf(run, name)});
-        }
-    }
+    addItems(run, cases);
     cases.push_back(wholeRun(run));
     return cases;
 }

@@ -95,6 +95,11 @@ Json itemsJson(const TestRun& run) {
             items.push_back(itemJson(run.items[i], measured[i]));
         }
     }
+    for (const TestRun& single : run.singles) {
+        for (Json& item : itemsJson(single)) {
+            items.push_back(std::move(item));
+        }
+    }
     return items;
 }
 
@@ -121,7 +126,19 @@ Json stepsJson(const TestRun& run) {
             steps.push_back(stepJson(step));
         }
     }
+    for (const TestRun& single : run.singles) {
+        steps.push_back(stepJson(single.steps.front()));
+    }
     return steps;
+}
+
+Json settledJson(const TestRun& run) {
+    Json settled = Json::array();
+    for (const Settlement& one : run.settled) {
+        settled.push_back(
+            {{"item", one.item}, {"outcome", outcomeName(one.outcome)}, {"by", one.by}, {"at", one.at}});
+    }
+    return settled;
 }
 
 Json linkJson(const LinkInfo& link) {
@@ -165,6 +182,19 @@ std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEn
         {"items", itemsJson(run)},
         {"steps", stepsJson(run)},
     };
+    addUnlessEmpty(record, "repaired", info.repaired);
+    for (const GateOverride& one : info.overrides) {
+        record["overrides"].push_back({{"gate", one.gate}, {"option", one.option}, {"text", one.text}});
+    }
+    if (info.historyFrom) {
+        record["history"] = info.historyFrom();
+    }
+    if (!info.only.empty()) {
+        record["only"] = info.only;
+    }
+    if (!run.settled.empty()) {
+        record["settled"] = settledJson(run);
+    }
     if (info.link) {
         record["link"] = linkJson(*info.link);
     }

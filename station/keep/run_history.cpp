@@ -33,14 +33,13 @@ double defaultLimit(const RunHistory& history) {
     return std::clamp(runs * history.seconds, shortest, longest);
 }
 
-void writeHistory(const std::filesystem::path& results, const TestRun& run) {
+void writeHistory(const std::filesystem::path& results, const TestRun& run, double seconds) {
     int steps = 0;
     for (const Step& step : run.steps) {
         steps = std::max(steps, step.number);
     }
     try {
-        writeAtomically(results / historyName,
-                        Json({{"steps", steps}, {"seconds", run.seconds}}).dump() + "\n");
+        writeAtomically(results / historyName, Json({{"steps", steps}, {"seconds", seconds}}).dump() + "\n");
     } catch (const std::system_error&) {
         // Whoever tests the next unit sees no remaining time; this unit's record is what counts.
     }

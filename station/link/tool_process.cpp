@@ -157,6 +157,11 @@ void takeOverSignals() {
     (void)signal(SIGCHLD, SIG_DFL);  // ignored, as some daemons leave it, it would lose the tool's status
 }
 
+host::Descriptor openStopSignals() {
+    const sigset_t set = stopSignals();
+    return host::Descriptor(host::checked(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK), "signalfd"));
+}
+
 void giveBackSignals() {
     const sigset_t set = stopSignals();
     (void)sigprocmask(SIG_UNBLOCK, &set, nullptr);

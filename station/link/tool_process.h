@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "host/descriptor.h"
 #include "station/interpret/run.h"
 #include "station/link/time_limit.h"
 
@@ -28,6 +29,10 @@ void takeOverSignals();
 
 // From here on the stop signals end this process again.
 void giveBackSignals();
+
+// Readable while a stop signal is pending; reading from it would take the signal.
+// Throws std::system_error.
+host::Descriptor openStopSignals();
 
 struct ToolStart {
     std::vector<std::string> command;  // found with PATH as a shell does

@@ -10,7 +10,7 @@ namespace station {
 namespace {
 
 constexpr int stepsOfFullRun = 7;  // with every step present
-constexpr const char* plain = "\033[0m";
+constexpr const char* plainColour = "\033[0m";
 constexpr const char* runningColour = "\033[1;36m";  // cyan: red and green are verdicts
 constexpr const char* eraseLine = "\r\033[K";
 
@@ -54,6 +54,28 @@ void LiveView::eraseStatus() {
     }
 }
 
+void LiveView::showPlan(const std::vector<std::string>& titles) {
+    plan_ = titles;
+    for (std::size_t i = 0; i < plan_.size() && plan_.size() > 1; ++i) {
+        (void)fprintf(output_, "%s%zu. %s", i != 0 ? "  " : "", i + 1, plan_[i].c_str());
+    }
+    (void)fputs(plan_.size() > 1 ? "\n" : "", output_);
+    (void)fflush(output_);
+}
+
+void LiveView::showPart(std::size_t index, double now, bool isFullRun) {
+    partStart_ = now;
+    isFullRun_ = isFullRun;
+    if (plan_.size() <= 1) {
+        return;
+    }
+    part_ = std::to_string(index + 1) + "/" + std::to_string(plan_.size()) + " ";
+    stepTitle_ = plan_[index];
+    eraseStatus();
+    (void)fprintf(output_, "\n[%s%s]\n", part_.c_str(), stepTitle_.c_str());
+    (void)fflush(output_);
+}
+
 void LiveView::showStep(const Step& step) {
     stepNumber_ = std::max(stepNumber_, step.number);
     stepTitle_ = titleOf(step.name, step.title);
@@ -74,11 +96,15 @@ void LiveView::showLine(const Line& line) {
 std::string LiveView::statusText(double now) const {
     const int steps = std::max(stepNumber_, history_.steps != 0 ? history_.steps : stepsOfFullRun);
     const bool english = language_ == Language::english;
-    std::string text = english ? "▶ running  step " : "▶ 测试中  第";
+    std::string text = (english ? "▶ running  " : "▶ 测试中  ") + part_;
+    if (!isFullRun_) {
+        return text + stepTitle_ + "  " + minutes(now - partStart_);
+    }
+    text += english ? "step " : "第";
     text += std::to_string(stepNumber_) + (english ? " of " : "步/共") + std::to_string(steps);
-    text += (english ? "  " : "步  ") + stepTitle_ + "  " + minutes(now);
+    text += (english ? "  " : "步  ") + stepTitle_ + "  " + minutes(now - partStart_);
     if (history_.steps != 0) {
-        const double left = std::max(0.0, history_.seconds - now);
+        const double left = std::max(0.0, history_.seconds - (now - partStart_));
         text += (english ? ", about " : "，约剩 ") + minutes(left) + (english ? " left" : "");
     }
     return text;
@@ -90,27 +116,35 @@ void LiveView::showStatus(double now) {
     }
     const std::string text = clipToWidth(statusText(now), terminalColumns(output_) - 1);
     if (text != shownStatus_) {
-        (void)fprintf(output_, "%s%s%s%s", eraseLine, runningColour, text.c_str(), plain);
+        (void)fprintf(output_, "%s%s%s%s", eraseLine, runningColour, text.c_str(), plainColour);
         (void)fflush(output_);
         shownStatus_ = text;
     }
 }
 
-void LiveView::showVerdict(const AttemptInfo& info, const TestRun& run, const std::string& recordPath) {
-    eraseStatus();
-    const auto row = [this](Outcome outcome, const std::string& text) {
-        const OutcomeLook& look = lookOf(outcome);
-        const char* const word = language_ == Language::english ? look.english : look.chinese;
-        (void)fprintf(output_, "%s%s %s%s  %s\n", terminal_ ? look.colour : "", look.sign,
-                      padToWidth(word, 14).c_str(), terminal_ ? plain : "", text.c_str());
-    };
-    (void)fputc('\n', output_);
+void LiveView::row(Outcome outcome, const std::string& text) {
+    const OutcomeLook& look = lookOf(outcome);
+    const char* const word = language_ == Language::english ? look.english : look.chinese;
+    (void)fprintf(output_, "%s%s %s%s  %s\n", terminal_ ? look.colour : "", look.sign,
+                  padToWidth(word, 14).c_str(), terminal_ ? plainColour : "", text.c_str());
+}
+
+void LiveView::showItems(const TestRun& run) {
     for (const Item& item : run.items) {
         if (item.isOfThisBoard()) {
             row(item.outcome,
                 titleOf(item.row->name, item.row->title) + (item.reason.empty() ? "" : ": " + item.reason));
         }
     }
+    for (const TestRun& single : run.singles) {
+        showItems(single);
+    }
+}
+
+void LiveView::showVerdict(const AttemptInfo& info, const TestRun& run, const std::string& recordPath) {
+    eraseStatus();
+    (void)fputc('\n', output_);
+    showItems(run);
     for (const std::string& reason : run.reasons) {
         row(Outcome::incomplete, reason);
     }

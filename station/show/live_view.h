@@ -19,6 +19,10 @@ class LiveView {
     // terminal: a status line stays below the operator lines, in colours; else there are plain lines only.
     LiveView(FILE* output, bool terminal, Language language, RunHistory history);
 
+    // What is going to be run, and which of it begins.
+    void showPlan(const std::vector<std::string>& titles);
+    void showPart(std::size_t index, double now, bool isFullRun);
+
     void showStep(const Step& step);  // has begun
     void showLine(const Line& line);
 
@@ -33,12 +37,18 @@ class LiveView {
 
   private:
     std::string statusText(double now) const;
+    void showItems(const TestRun& run);
+    void row(Outcome outcome, const std::string& text);
     std::string titleOf(std::string_view name, std::string_view title) const;
 
     FILE* output_;
     bool terminal_;
     Language language_;
     RunHistory history_;
+    std::vector<std::string> plan_;
+    std::string part_;  // "2/5 " while a plan of more than one part runs
+    double partStart_ = 0;
+    bool isFullRun_ = true;
     int stepNumber_ = 0;
     std::string stepTitle_;
     std::string shownStatus_;

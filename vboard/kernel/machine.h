@@ -8,9 +8,13 @@
 #include "vboard/kernel/clock.h"
 #include "vboard/kernel/root.h"
 
+namespace host {
+class Section;
+}
+
 namespace vboard {
 
-class Section;
+using host::Section;
 
 // A file system as statfs(2) tells of it.
 struct FileSystemStatus {

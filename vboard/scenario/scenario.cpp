@@ -3,7 +3,6 @@
 #define TOML_EXCEPTIONS 0
 #include <toml++/toml.h>
 
-#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -17,25 +16,6 @@ namespace vboard {
 namespace {
 
 constexpr int mostBases = 8;  // a scenario that is its own base must not go on for ever
-
-toml::table parsed(const std::string& text, const std::string& file, const char* hint) {
-    toml::parse_result result = toml::parse(text, file);
-    if (!result) {
-        throw ScenarioError(file + ":" + std::to_string(result.error().source().begin.line) + ": " +
-                            std::string(result.error().description()) + hint);
-    }
-    return std::move(result).table();
-}
-
-// The parser's own look at characters beyond ASCII ends in undefined behaviour for some of them where no text
-// and no comment is. So it first sees each of their bytes as a character that only those may hold.
-toml::table parse(const std::string& text, const std::string& file) {
-    const auto isBeyondAscii = [](char character) { return static_cast<unsigned char>(character) > 0x7F; };
-    std::string ascii = text;
-    std::replace_if(ascii.begin(), ascii.end(), isBeyondAscii, '!');
-    (void)parsed(ascii, file, ascii == text ? "" : " ('!' stands for characters beyond ASCII as well)");
-    return parsed(text, file, "");
-}
 
 std::string contentOf(const std::string& file) {
     std::ifstream stream(file, std::ios::binary);
@@ -56,7 +36,7 @@ std::string fileOf(const std::string& nameOrFile) {
 }
 
 void apply(VirtualBoard& board, const std::string& text, const std::string& file, int depth) {
-    const toml::table table = parse(text, file);
+    const toml::table table = host::parseToml(text, file);
     Section section(table, file, "");
     std::string base;
     section.text("base", base);
@@ -75,7 +55,7 @@ void apply(VirtualBoard& board, const std::string& text, const std::string& file
 // One scenario that is being written must not hide the others.
 std::string whatItShows(const std::string& file) {
     try {
-        return parse(contentOf(file), file)["shows"].value_or(std::string());
+        return host::parseToml(contentOf(file), file)["shows"].value_or(std::string());
     } catch (const ScenarioError& error) {
         return error.what();
     }

@@ -66,6 +66,7 @@ const ItemRow Alarm::row = {
     .readLine = readLine,
     .readConsole = readConsole,
     .idle = idle,
+    .singleTest = 5,
 };
 
 }  // namespace station

@@ -54,6 +54,7 @@ const ItemRow BoardDescription::row = {
     .english = "Board description",
     .readLine = readLine,
     .readConsole = readConsole,
+    .singleTest = 1,
 };
 
 }  // namespace station

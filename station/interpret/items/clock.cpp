@@ -46,6 +46,19 @@ bool readVerdict(TestRun& run, Item& item, std::string_view verdict) {
     return verdict == "由检测人员判断" || readPlainVerdict(run, item, verdict);
 }
 
+// "时钟时间 2026-11-22 21:05:35", "系统时间 2026-11-22 21:05:35"
+void readSingle(TestRun& run, std::string_view line) {
+    const bool clockComes = line.starts_with("时钟时间 ");
+    const auto& pairs = run.values<ClockTimes>().pairs;
+    if (!clockComes && !line.starts_with("系统时间 ")) {
+        return;
+    }
+    if (clockComes != (pairs.empty() || pairs.back().differenceSeconds)) {
+        return markBroken(run.item<ClockTimes>(), line);  // its other half did not come
+    }
+    readLine(run, line.substr(std::string_view("时钟时间 ").size()));
+}
+
 }  // namespace
 
 const ItemRow ClockTimes::row = {
@@ -55,6 +68,9 @@ const ItemRow ClockTimes::row = {
     .english = "Real-time clock",
     .readLine = readLine,
     .readVerdict = readVerdict,
+    .singleTest = 6,
+    .readSingle = readSingle,
+    .singleNeedsPerson = true,
 };
 
 }  // namespace station

@@ -68,6 +68,13 @@ std::string lacks(const TestRun& run) {
     return "";
 }
 
+// The single test prints the addresses as well, which the console's reader takes.
+void readSingle(TestRun& run, std::string_view line) {
+    if (line.find(" mac地址:") == std::string_view::npos) {
+        readLine(run, line);
+    }
+}
+
 }  // namespace
 
 const ItemRow Network::row = {
@@ -78,6 +85,8 @@ const ItemRow Network::row = {
     .presence = Presence::dependsOnBoard,
     .readLine = readLine,
     .lacks = lacks,
+    .singleTest = 11,
+    .readSingle = readSingle,
 };
 
 }  // namespace station

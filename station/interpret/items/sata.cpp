@@ -71,16 +71,23 @@ bool readVerdict(TestRun& run, Item& item, std::string_view verdict) {
     return true;
 }
 
-// A line for each port, every field of each drive, and as many drives as the summary counts.
-std::string lacks(const TestRun& run) {
+// A line for each port and every field of each drive.
+std::string missingParts(const TestRun& run) {
     const Sata& sata = run.values<Sata>();
-    const auto drives = static_cast<std::int64_t>(sata.drives.size());
-    const bool whole = std::all_of(sata.drives.begin(), sata.drives.end(), isWhole);
-    const auto ports = drives + static_cast<std::int64_t>(sata.missing.size());
-    if (!sata.expected || ports < *sata.expected) {
+    if (!sata.expected ||
+        static_cast<std::int64_t>(sata.drives.size() + sata.missing.size()) < *sata.expected) {
         return "not every port has a line";
     }
-    return whole && sata.found == drives ? "" : "lines of the drives do not agree with their number";
+    const bool whole = std::all_of(sata.drives.begin(), sata.drives.end(), isWhole);
+    return whole ? "" : "lines of the drives do not agree with their number";
+}
+
+// And as many drives as the summary counts.
+std::string lacks(const TestRun& run) {
+    const Sata& sata = run.values<Sata>();
+    const std::string missing = missingParts(run);
+    const bool agree = sata.found == static_cast<std::int64_t>(sata.drives.size());
+    return missing.empty() && !agree ? "lines of the drives do not agree with their number" : missing;
 }
 
 std::string idle(const TestRun& run) {
@@ -98,6 +105,8 @@ const ItemRow Sata::row = {
     .readVerdict = readVerdict,
     .idle = idle,
     .lacks = lacks,
+    .singleTest = 8,
+    .singleLacks = missingParts,
 };
 
 }  // namespace station

@@ -61,6 +61,20 @@ std::string idle(const TestRun& run) {
     return usb.expected == 0 && usb.found == 0 ? "the board has none" : "";
 }
 
+void readSingle(TestRun& run, std::string_view line) {
+    Item& item = run.item<Usb>();
+    readLine(run, line);
+    item.checked = item.checked || !run.values<Usb>().disks.empty();
+    if (line == "没有接usb" || run.values<Usb>().unreadableDisks) {
+        item.contradiction = line;
+    }
+}
+
+// Mice and ports are counted by nobody there.
+std::string singleLacks(const TestRun& run) {
+    return run.values<Usb>().usb3 ? "" : "the line on USB 3.0 did not come";
+}
+
 }  // namespace
 
 const ItemRow Usb::row = {
@@ -72,6 +86,9 @@ const ItemRow Usb::row = {
     .readVerdict = readVerdict,
     .idle = idle,
     .lacks = lacks,
+    .singleTest = 7,
+    .readSingle = readSingle,
+    .singleLacks = singleLacks,
 };
 
 }  // namespace station
