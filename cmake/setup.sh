@@ -4,7 +4,7 @@
 toolPackages="g++ cmake ninja-build"
 boardPackages="libtomlplusplus-dev libcli11-dev libgtest-dev libgmock-dev binutils"
 coveragePackages="gcovr"
-stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev libsqlite3-dev python3-jsonschema busybox"
+stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev libsqlite3-dev libpq-dev python3-jsonschema busybox"
 armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
 emulatorPackages="qemu-user"
@@ -56,6 +56,19 @@ needBoardBuild() {
 # The machine of the emulated board, and what makes its file systems.
 needEmulatedBoard() {
     needPackages $emulatedPackages
+}
+
+# A PostgreSQL server's programs. The cluster that Debian would make and start with them is not wanted, unless somebody
+# on this machine has chosen it already.
+needDatabaseServer() {
+    if ! dpkg-query -W -f='${Status}' postgresql 2>/dev/null | grep -q "ok installed" && [ "${install:-yes}" = yes ]; then
+        needPackages postgresql-common
+        asRoot=""
+        [ "$(id -u)" = 0 ] || asRoot=sudo
+        $asRoot sed -i 's/^#create_main_cluster *=.*/create_main_cluster = false/' \
+            /etc/postgresql-common/createcluster.conf || fail "/etc/postgresql-common/createcluster.conf"
+    fi
+    needPackages postgresql
 }
 
 # Everything that a preset needs on this machine.

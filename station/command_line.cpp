@@ -109,15 +109,18 @@ CommandLine parseCommandLine(int argc, char** argv) {
     addStationOptions(*run, options);
     addLinkOptions(*run, options);
     addPlanOptions(*run, options);
+    addDatabaseOption(*run, options.database);
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
     addStationOptions(*read, options);
+    addDatabaseOption(*read, options.database);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
     addResultsCommands(app, options.ofResults);
 
     CLI::App* const settle =
         app.add_subcommand("settle", "say how an item came out that only a person can tell");
     addSettleOptions(*settle, options);
+    addDatabaseOption(*settle, options.database);
 
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
@@ -135,6 +138,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
                    : read->parsed()              ? Task::read
                    : settle->parsed()            ? Task::settle
                    : app.got_subcommand("index") ? Task::index
+                   : app.got_subcommand("sync")  ? Task::sync
                                                  : Task::report;
     return line;
 }

@@ -13,7 +13,7 @@
 
 namespace station {
 
-enum class Task { run, read, report, index, settle };
+enum class Task { run, read, report, index, settle, sync };
 
 struct Options {
     Task task = Task::run;
@@ -38,6 +38,7 @@ struct Options {
     StationInfo station;      // without its version
     std::string stationFile;  // empty: the usual one
     std::vector<std::string> command;
+    std::string database;  // of many stations, where attempts go as well; empty: none
     ResultsOptions ofResults;
 };
 

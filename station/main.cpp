@@ -8,6 +8,7 @@
 #include "station/command_line.h"
 #include "station/link/tool_process.h"
 #include "station/results_tasks.h"
+#include "station/sync/sync_task.h"
 #include "station/tool_runs.h"
 #include "station/wrong_use.h"
 
@@ -21,6 +22,14 @@ ExitStatus settleNow(const Options& options) {
     return settleItem(request);
 }
 
+// Whatever came out: the folder has more than before.
+ExitStatus thenSync(const Options& options, ExitStatus status) {
+    if (!options.database.empty()) {
+        startSync(options.results, options.database);
+    }
+    return status;
+}
+
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
     if (line.status) {
@@ -28,13 +37,15 @@ int dispatch(int argc, char** argv) {
     }
     switch (line.options.task) {
         case Task::run:
-            return runTool(line.options);
+            return thenSync(line.options, runTool(line.options));
         case Task::read:
-            return readRecords(line.options);
+            return thenSync(line.options, readRecords(line.options));
         case Task::settle:
-            return settleNow(line.options);
+            return thenSync(line.options, settleNow(line.options));
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::sync:
+            return syncResults(line.options.ofResults.sync);
         default:
             return reportResults(line.options.ofResults);
     }

@@ -25,12 +25,15 @@ void addResultsCommands(CLI::App& app, ResultsOptions& options) {
     CLI::App* const report = app.add_subcommand("report", "table and page of all units");
     addFolder(*report, options);
     addSelection(*report, options);
+    report->add_option("--from", options.database,
+                       "of this database, postgresql://..., instead of the folder");
     report->add_option("--html", options.page, "where the page goes [FOLDER/report.html]");
     CLI::Option* const csv = report->add_flag("--csv", options.csv, "every unit as CSV; no page");
     report->add_flag("--json", options.json, "figures and every unit as JSON; no page")->excludes(csv);
     CLI::App* const index = app.add_subcommand("index", "brings the index beside the records up to date");
     addFolder(*index, options);
     index->add_flag("--rebuild", options.rebuild, "reads every record again");
+    addSyncCommand(app, options.sync);
 }
 
 }  // namespace station

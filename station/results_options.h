@@ -5,6 +5,7 @@
 #include <string>
 
 #include "station/store/figures.h"
+#include "station/sync/sync_options.h"
 
 namespace CLI {
 class App;
@@ -20,6 +21,8 @@ struct ResultsOptions {
     bool csv = false;
     bool json = false;
     bool rebuild = false;
+    std::string database;  // the report comes from there; empty: from the folder
+    SyncOptions sync;
 };
 
 // Adds the subcommands; each writes into options.

@@ -7,6 +7,8 @@
 #include "station/show/report.h"
 #include "station/show/times.h"
 #include "station/store/results_index.h"
+#include "station/sync/open_database.h"
+#include "station/sync/sync_task.h"
 #include "station/wrong_use.h"
 
 namespace station {
@@ -37,16 +39,38 @@ Selection selectionOf(const ResultsOptions& options) {
     return selection;
 }
 
-}  // namespace
-
-ExitStatus reportResults(const ResultsOptions& options) {
-    requireFolder(options);
+ReportWish wishOf(const ResultsOptions& options) {
     ReportWish wish;
     wish.selection = selectionOf(options);
     wish.form = options.csv ? ReportForm::csv : options.json ? ReportForm::json : ReportForm::table;
+    return wish;
+}
+
+// As the database was at one moment: others add to it meanwhile.
+ExitStatus reportDatabase(const ResultsOptions& options) {
+    requireAddress(options.database);
+    Postgres database(options.database, patienceOfPeople);
+    requireSchema(database);
+    const Transaction moment(database, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+    writeReportOf(database, wishOf(options), std::cout);
+    requireOutput();
+    return exitPassed;
+}
+
+}  // namespace
+
+ExitStatus reportResults(const ResultsOptions& options) {
+    if (!options.database.empty()) {
+        return reportDatabase(options);
+    }
+    requireFolder(options);
+    ReportWish wish = wishOf(options);
     wish.page = options.page.empty() ? options.folder + "/report.html" : options.page;
     if (writeReport(options.folder, wish, std::cout)) {
         std::cout << wish.page.string() << '\n';
+    }
+    if (const std::string trouble = troubleOfSync(options.folder); !trouble.empty()) {
+        std::cerr << trouble << '\n';
     }
     requireOutput();
     return exitPassed;

@@ -7,6 +7,7 @@
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
 #include "station/station_identity.h"
+#include "station/sync/shared_history.h"
 
 namespace station {
 
@@ -43,6 +44,16 @@ GateRules rulesOf(const Product& product, const AttemptInfo& info) {
     return rules;
 }
 
+void openHistory(const Options& options, AttemptSetup& setup) {
+    if (options.database.empty()) {
+        setup.history = std::make_shared<const FolderHistory>(options.results);
+        return;
+    }
+    const auto shared = std::make_shared<const SharedHistory>(options.results, options.database);
+    setup.info.historyFrom = [shared] { return shared->isReached() ? "database" : "folder"; };
+    setup.history = shared;
+}
+
 }  // namespace
 
 std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup& setup) {
@@ -51,8 +62,8 @@ std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup&
         [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
     session->product = setup.product;
     if (setup.product) {
-        session->ownerOfMac = [results = options.results, unit = setup.info.unit](const std::string& mac) {
-            return unit ? FolderHistory(results).ownerOfMac(mac, *unit) : std::string();
+        session->ownerOfMac = [history = setup.history, unit = setup.info.unit](const std::string& mac) {
+            return unit ? history->ownerOfMac(mac, *unit) : std::string();
         };
     }
     return session;
@@ -81,10 +92,9 @@ AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>
     setup.parts = partsOf(options, setup.product.get(), command);
     setup.lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
     if (setup.product) {
-        info.overrides = prepare([&] {
-            return passGate(rulesOf(*setup.product, info), options.gate, FolderHistory(options.results),
-                            info);
-        });
+        openHistory(options, setup);
+        info.overrides = prepare(
+            [&] { return passGate(rulesOf(*setup.product, info), options.gate, *setup.history, info); });
     }
     return setup;
 }

@@ -12,6 +12,7 @@
 #include "station/plan/plan.h"
 #include "station/product/product.h"
 #include "station/session.h"
+#include "station/store/history.h"
 #include "station/wrong_use.h"
 
 namespace station {
@@ -33,7 +34,8 @@ struct AttemptSetup {
     AttemptInfo info;
     std::shared_ptr<const Product> product;  // null: nothing told the station what to expect
     std::vector<Part> parts;                 // what is to be run
-    std::unique_ptr<UnitLock> lock;          // the unit is this station's until the setup goes away
+    std::shared_ptr<const History> history;
+    std::unique_ptr<UnitLock> lock;  // the unit is this station's until the setup goes away
 };
 
 // With the full run's command. Whatever can't be run is refused, and so is a unit that the gate keeps out.

@@ -37,7 +37,7 @@ class StationBoard : public StationBench {
             std::to_string(status) + "\n";
         fs::permissions(file("ssh", script), fs::perms::owner_all);
         std::vector<std::string> command = {"/usr/bin/env", "PATH=" + bench.string() + ":/usr/bin:/bin",
-                                            STATION,        "run",
+                                            stationProgram, "run",
                                             "--board",      "b",
                                             "--unit",       "7",
                                             "--clock",      "auto",
@@ -182,10 +182,10 @@ TEST_F(StationBoard, wrongUseStaysOnThisMachine) {
                                                {"--board", "-oProxyCommand=x"},
                                                {"--board", "b", "--records", "stdout"},
                                                {"--shared"},
-                                               {"--tool", STATION},
+                                               {"--tool", stationProgram},
                                                {"--board", "b", "--tool", "no-such-file"},
-                                               {"--board", "b", "--tool", STATION, "--", "r8"}}) {
-        std::vector<std::string> all = {STATION,           "run",    "--no-unit",   "--results",
+                                               {"--board", "b", "--tool", stationProgram, "--", "r8"}}) {
+        std::vector<std::string> all = {stationProgram,    "run",    "--no-unit",   "--results",
                                         bench / "results", "--fifo", bench / "fifo"};
         all.insert(all.end(), words.begin(), words.end());
         EXPECT_EQ(statusOf(start(all)), 2) << testing::PrintToString(words);

@@ -15,8 +15,8 @@ class StationDisk : public StationRun {
   protected:
     // The station's status on a disk that is full for files whose path holds the text.
     int stationOnDisk(const std::string& fullFor, const std::vector<std::string>& words) const {
-        std::vector<std::string> all = {"/usr/bin/env", "LD_PRELOAD=" DISK_RECORDER,
-                                        "DISK_LOG=" + (bench / "log").string(), STATION};
+        std::vector<std::string> all = {"/usr/bin/env", "LD_PRELOAD=" + diskRecorder,
+                                        "DISK_LOG=" + (bench / "log").string(), stationProgram};
         if (!fullFor.empty()) {
             all.insert(all.begin() + 1, "DISK_FULL_FOR=" + fullFor);
         }

@@ -26,16 +26,16 @@ class StationPlan : public StationRun {
             words.insert(words.end(), {"--only", item});
         }
         words.insert(words.end(),
-                     {"--", VBOARD, "healthy", "--fifo", fifo, "--raw", "--", "r8", "netR8test"});
+                     {"--", vboardProgram, "healthy", "--fifo", fifo, "--raw", "--", "r8", "netR8test"});
         return words;
     }
 
     // The station with somebody at its terminal.
     pid_t startOnTerminal(std::vector<std::string> words, int& terminal) const {
-        words.insert(words.begin(), STATION);
+        words.insert(words.begin(), stationProgram);
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child == 0) {
-            _exit(execv(STATION, pointersTo(words).data()));
+            _exit(execv(stationProgram.c_str(), pointersTo(words).data()));
         }
         return child;
     }

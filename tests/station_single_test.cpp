@@ -24,7 +24,8 @@ class StationSingle : public StationRun {
         for (const std::string& item : items) {
             words.insert(words.end(), {"--only", item});
         }
-        words.insert(words.end(), {"--", VBOARD, scenario, "--fifo", fifo, "--raw", "--", "r8", "netR8test"});
+        words.insert(words.end(),
+                     {"--", vboardProgram, scenario, "--fifo", fifo, "--raw", "--", "r8", "netR8test"});
         return words;
     }
 };

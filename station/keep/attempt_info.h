@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -50,7 +51,8 @@ struct AttemptInfo {
     std::optional<ProductInfo> product;  // none: nothing told the station what to expect
     std::string repaired;                // the note of a repair; empty: none
     std::vector<GateOverride> overrides;
-    std::vector<std::string> only;  // items, when only a part of the plan is run
+    std::function<std::string()> historyFrom;  // who has told so far what was before; empty: nobody was asked
+    std::vector<std::string> only;             // items, when only a part of the plan is run
 };
 
 // What came through the report pipe.

@@ -235,6 +235,9 @@ std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEn
     for (const GateOverride& one : info.overrides) {
         record["overrides"].push_back({{"gate", one.gate}, {"option", one.option}, {"text", one.text}});
     }
+    if (info.historyFrom) {
+        record["history"] = info.historyFrom();
+    }
     if (!info.only.empty()) {
         record["only"] = info.only;
     }

@@ -10,7 +10,7 @@ namespace station {
 namespace {
 
 constexpr int stepsOfFullRun = 7;  // with every step present
-constexpr const char* usualColour = "\033[0m";
+constexpr const char* plainColour = "\033[0m";
 constexpr const char* runningColour = "\033[1;36m";  // cyan: red and green are verdicts
 constexpr const char* eraseLine = "\r\033[K";
 
@@ -122,7 +122,7 @@ void LiveView::showStatus(double now) {
     }
     const std::string text = clipToWidth(statusText(now), terminalColumns(output_) - 1);
     if (text != shownStatus_) {
-        (void)fprintf(output_, "%s%s%s%s", eraseLine, runningColour, text.c_str(), usualColour);
+        (void)fprintf(output_, "%s%s%s%s", eraseLine, runningColour, text.c_str(), plainColour);
         (void)fflush(output_);
         shownStatus_ = text;
     }
@@ -132,7 +132,7 @@ void LiveView::row(Outcome outcome, const std::string& text) {
     const OutcomeLook& look = lookOf(outcome);
     const char* const word = language_ == Language::english ? look.english : look.chinese;
     (void)fprintf(output_, "%s%s %s%s  %s\n", terminal_ ? look.colour : "", look.sign,
-                  padToWidth(word, 14).c_str(), terminal_ ? usualColour : "", text.c_str());
+                  padToWidth(word, 14).c_str(), terminal_ ? plainColour : "", text.c_str());
 }
 
 void LiveView::showItems(const TestRun& run) {

@@ -7,14 +7,11 @@
 
 namespace station {
 
-bool writeReport(const std::filesystem::path& results, const ReportWish& wish, std::ostream& output) {
-    ReportData data;
-    std::vector<Unreadable> unreadable;
-    useIndex(results, [&](Database& index) {
-        data = readReport(index, selectedSource(wish.selection));
-        unreadable = unreadableAttempts(index);
-    });
-    switch (wish.form) {
+namespace {
+
+void print(const ReportData& data, const std::vector<Unreadable>& unreadable, ReportForm form,
+           std::ostream& output) {
+    switch (form) {
         case ReportForm::csv:
             printCsv(output, data);
             break;
@@ -24,11 +21,27 @@ bool writeReport(const std::filesystem::path& results, const ReportWish& wish, s
         default:
             printTable(output, data, unreadable);
     }
+}
+
+}  // namespace
+
+bool writeReport(const std::filesystem::path& results, const ReportWish& wish, std::ostream& output) {
+    ReportData data;
+    std::vector<Unreadable> unreadable;
+    useIndex(results, [&](Database& index) {
+        data = readReport(index, selectedSource(wish.selection));
+        unreadable = unreadableAttempts(index);
+    });
+    print(data, unreadable, wish.form, output);
     if (wish.form != ReportForm::table || (data.units.empty() && unreadable.empty())) {
         return false;
     }
     writePage(results, wish.page);
     return true;
+}
+
+void writeReportOf(Database& database, const ReportWish& wish, std::ostream& output) {
+    print(readReport(database, selectedSource(wish.selection)), {}, wish.form, output);
 }
 
 }  // namespace station

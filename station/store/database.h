@@ -20,6 +20,7 @@ enum class Trouble {
     refused,  // it does not take this, and will not
     busy,     // others were writing for longer than the caller waits
     broken,   // what is in it is not what was put there
+    away,     // it is not reached, or has no room now
 };
 
 // Whatever the database does not do.

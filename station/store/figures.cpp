@@ -32,6 +32,13 @@ std::string conditions(const Selection& selection, SqlValues& parameters) {
 
 constexpr const char* itemOfAttempt = " JOIN item i ON i.unit = a.unit AND i.attempt = a.id";
 
+// An item i as it stands now. Where records are only ever added to a database, what a person decided about an
+// item stands beside it.
+constexpr const char* itemOutcome =
+    "CASE WHEN i.outcome = 'needs-person' THEN COALESCE((SELECT s.outcome FROM settlement s"
+    " WHERE s.unit = i.unit AND s.attempt = i.attempt AND s.item = i.name"
+    " ORDER BY s.position DESC LIMIT 1), i.outcome) ELSE i.outcome END";
+
 std::int64_t offsetAt(std::int64_t time) {
     const auto wanted = static_cast<std::time_t>(time);
     std::tm parts = {};
@@ -66,9 +73,10 @@ SelectedSource selectedSource(const Selection& selection) {
         return selected;
     }
     const std::string common =
-        "a.unit, a.id, a.number, a.started, a.seconds, a.product, a.station, i.outcome";
+        std::string("a.unit, a.id, a.number, a.started, a.seconds, a.product, a.station, ") + itemOutcome +
+        " AS outcome";
     selected.source.judged = "(SELECT " + common + ", a.turn, a.turns FROM judged a" + itemOfAttempt + where +
-                             " AND i.outcome IN ('passed', 'failed'))";
+                             " AND " + itemOutcome + " IN ('passed', 'failed'))";
     selected.source.attempts = "(SELECT " + common + ", a.running, a.partial, a.reasons FROM outcome a" +
                                itemOfAttempt + where + " AND i.outcome <> 'skipped')";
     return selected;
@@ -104,9 +112,11 @@ std::string totals(const FigureSource& source) {
 }
 
 std::string itemFailures(const FigureSource& source) {
-    return "SELECT i.name AS item, SUM(CASE WHEN i.outcome = 'failed' THEN 1 ELSE 0 END) AS failed,"
-           " COUNT(*) AS tested FROM " +
-           source.judged + " a" + itemOfAttempt + " WHERE i.outcome IN ('passed', 'failed') GROUP BY i.name";
+    return std::string(
+               "SELECT item, SUM(CASE WHEN judgement = 'failed' THEN 1 ELSE 0 END) AS failed,"
+               " COUNT(*) AS tested FROM (SELECT i.name AS item, ") +
+           itemOutcome + " AS judgement FROM " + source.judged + " a" + itemOfAttempt +
+           ") judgements WHERE judgement IN ('passed', 'failed') GROUP BY item";
 }
 
 std::string durations(const FigureSource& source) {
@@ -146,9 +156,13 @@ std::string attemptList(const FigureSource& source) {
            source.attempts + " a ORDER BY unit, started, id";
 }
 
+// Those that were settled are few, and apart: an index has the others.
 std::string failedItems(const FigureSource& source) {
-    return "SELECT a.unit, a.id, i.name FROM " + source.attempts + " a" + itemOfAttempt +
-           " WHERE i.outcome = 'failed' ORDER BY a.unit, i.position";
+    const std::string items =
+        "SELECT a.unit AS unit, a.id AS id, i.name AS item, i.position AS position FROM " + source.attempts +
+        " a" + itemOfAttempt;
+    return items + " WHERE i.outcome = 'failed' UNION ALL " + items +
+           " WHERE i.outcome = 'needs-person' AND " + itemOutcome + " = 'failed' ORDER BY 1, 4";
 }
 
 }  // namespace station

@@ -278,6 +278,11 @@ std::vector<UnitFolder> knownUnits(Database& index) {
     return units;
 }
 
+std::optional<StoredAttempt> readAttemptAt(const fs::path& results, const std::string& place) {
+    const fs::path folder(place);
+    return readFolder(results, {folder.parent_path(), folder.filename(), {}, false, false}).attempt;
+}
+
 // The times of the units' folders come last: they say that all that was in them is known.
 void takeOver(Database& index, const fs::path& results, const FolderChanges& changes) {
     for (std::span<const AttemptFolder> left(changes.changed); !left.empty();) {

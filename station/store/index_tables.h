@@ -2,12 +2,15 @@
 
 // What the index knows of the folders themselves, beside the tables that every database has.
 
+#include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "station/store/database.h"
 #include "station/store/folder_scan.h"
+#include "station/store/stored_attempt.h"
 
 namespace station {
 
@@ -22,5 +25,8 @@ std::vector<UnitFolder> knownUnits(Database& index);
 // Takes over what was found, reading the records; a copy of an attempt that is there counts once, from the
 // place whose name comes first.
 void takeOver(Database& index, const std::filesystem::path& results, const FolderChanges& changes);
+
+// The attempt in a folder, given as seen from the results folder; none when its record can't be read.
+std::optional<StoredAttempt> readAttemptAt(const std::filesystem::path& results, const std::string& place);
 
 }  // namespace station

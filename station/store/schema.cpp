@@ -132,7 +132,7 @@ int schemaVersionOf(Database& database) {
         database.query("SELECT MAX(version) FROM schema_version", {},
                        [&](const Row& row) { version = static_cast<int>(row.integer(0)); });
     } catch (const DatabaseError& error) {
-        if (error.trouble == Trouble::busy) {
+        if (error.trouble == Trouble::busy || error.trouble == Trouble::away) {
             throw;
         }
         return 0;
