@@ -11,7 +11,6 @@ set(gnu_triple arm-linux-gnueabihf)
 set(tool_folder ${CMAKE_BINARY_DIR}/${R8_TOOL_ARCHITECTURE})
 set(R8_TOOL ${tool_folder}/bin/r8)
 set(R8_PRELOAD ${tool_folder}/lib/libvboard-preload.so)
-set(R8_MODULE_RUNNER ${tool_folder}/bin/module_runner)
 set(R8_EMULATOR "${R8_QEMU_ARM} -L /usr/${gnu_triple}")
 ExternalProject_Add(tool_${R8_TOOL_ARCHITECTURE}
     SOURCE_DIR ${PROJECT_SOURCE_DIR}

@@ -184,7 +184,10 @@ network() {
         ip link set "$(interfaceOf "$address")" name "$name"
         grep -qs "$link" "/sys/class/net/$name/carrier" || ip link set "$name" down # looks at its link anew
         ip link set "$name" up
-        await grep -q "$link" "/sys/class/net/$name/carrier"
+    done
+    for card in "$@"; do # they settle side by side
+        link=${card##*,} name=${card#*,}
+        await grep -q "$link" "/sys/class/net/${name%,*}/carrier"
     done
 }
 

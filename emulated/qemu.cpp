@@ -67,7 +67,7 @@ std::filesystem::path kernelIn(const std::filesystem::path& folder) {
 
 Qemu::Qemu(const std::filesystem::path& folder) : arguments_(machineArguments) {
     add({"-kernel", kernelIn(folder), "-initrd", folder / "initramfs.cpio", "-append",
-         "console=ttyAMA0 quiet panic=-1"});
+         "console=ttyAMA0 quiet panic=-1 cryptomgr.notests"});  // a second of self-tests
 }
 
 Qemu::~Qemu() {

@@ -95,6 +95,32 @@ void Section::texts(const std::string& key, std::vector<std::string>& target) {
     }
 }
 
+void Section::scalar(const std::string& key,
+                     std::optional<std::variant<std::int64_t, bool, std::string>>& target) {
+    const toml::node* node = take(key);
+    if (node == nullptr) {
+        return;
+    }
+    if (node->is_integer()) {
+        target = **node->as_integer();
+    } else if (node->is_boolean()) {
+        target = **node->as_boolean();
+    } else if (node->is_string()) {
+        target = **node->as_string();
+    } else if (node->is_date()) {
+        std::ostringstream date;
+        date << **node->as_date();
+        target = date.str();
+    } else {
+        fail(key, "is a whole number, true or false, a text or a date");
+    }
+}
+
+bool Section::isTable(const std::string& key) const {
+    const toml::node* node = table_.get(key);
+    return node != nullptr && node->is_table();
+}
+
 void Section::seconds(const std::string& key, std::chrono::nanoseconds& target) {
     if (const toml::node* node = take(key)) {
         const std::optional<double> value = node->value<double>();

@@ -7,10 +7,12 @@
 #include <cstdint>
 #include <initializer_list>
 #include <limits>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 namespace toml {
@@ -40,6 +42,9 @@ class Section {
     void flag(const std::string& key, bool& target);
     void text(const std::string& key, std::string& target);
     void texts(const std::string& key, std::vector<std::string>& target);
+    // A whole number, a flag, a text, or a date, which becomes a text such as "2014-05-23".
+    void scalar(const std::string& key, std::optional<std::variant<std::int64_t, bool, std::string>>& target);
+    bool isTable(const std::string& key) const;
     void seconds(const std::string& key,
                  std::chrono::nanoseconds& target);  // a number of seconds, may be fractional
     void bytes(const std::string& key, std::vector<std::uint8_t>& target);  // "B5 01 07", hexadecimal

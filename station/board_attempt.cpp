@@ -40,17 +40,17 @@ void bringTool(const Options& options, const BoardAddress& board, const std::str
 // One attempt on a board, a call of ssh for each part of the plan.
 class BoardAttempt {
   public:
-    BoardAttempt(const Options& options, const AttemptInfo& info)
+    explicit BoardAttempt(const Options& options)
         : options_(options),
-          info_(info),
-          parts_(partsOf(options, info.command)),
-          board_(addressOf(options)) {}
+          board_(addressOf(options)),
+          setup_(setUpAttempt(options, commandOnBoard(options))) {
+        setup_.info.toolPath = setup_.info.command.front();
+    }
 
     ExitStatus run() {
         prepare([&] { return std::filesystem::create_directories(options_.results); });
-        const auto gate = enterGate(options_, info_);
         bring();
-        for (const Part& part : parts_) {
+        for (const Part& part : setup_.parts) {
             if (!runPart(part)) {
                 break;
             }
@@ -61,7 +61,7 @@ class BoardAttempt {
   private:
     void bring() {
         if (!options_.tool.empty()) {
-            bringTool(options_, board_, info_.toolPath);
+            bringTool(options_, board_, setup_.info.toolPath);
             broughtSha256_ = prepare([&] { return sha256OfFile(options_.tool); });
         }
     }
@@ -69,18 +69,27 @@ class BoardAttempt {
     // The attempt begins when the tool has started: before, nothing is tested, whatever fails here.
     StreamHandlers begin(const LinkInfo& link, const std::string& toolSha256) {
         if (!session_) {
-            info_.started = utcNow();
-            info_.link = link;
-            info_.toolSha256 = toolSha256;
-            session_ = openSession(options_, info_, parts_);
+            setup_.info.started = utcNow();
+            setup_.info.link = link;
+            setup_.info.toolSha256 = toolSha256;
+            session_ = openSession(options_, setup_);
         }
         begun_ = true;
         return session_->begin();
     }
 
-    ToolEnd supervise(BoardRun& run) {
+    // Fills refusal where the tool did not start.
+    ToolEnd supervise(const Part& part, std::string& refusal) {
+        const BoardPlan plan = {options_.fifo, options_.shared, limitOf(options_, part), broughtSha256_,
+                                commandOf(part, setup_.info.command)};
+        const auto onStarted = [this](const LinkInfo& link, const std::string& toolSha256) {
+            return begin(link, toolSha256);
+        };
         try {
-            return run.supervise();
+            BoardRun run(board_, plan, onStarted);
+            const ToolEnd end = run.supervise();
+            refusal = run.refusal();
+            return end;
         } catch (const std::system_error& error) {
             if (session_) {
                 throw;
@@ -92,28 +101,18 @@ class BoardAttempt {
     // False: no more parts.
     bool runPart(const Part& part) {
         const bool isFirst = !session_;
-        const bool restarts = part.test == watchdogTest;
-        const std::string bootId = restarts ? bootIdOf(board_) : "";
-        const double limit = limitOf(options_, part);
-        const BoardPlan plan = {options_.fifo, options_.shared, limit, broughtSha256_,
-                                commandOf(part, info_.command)};
+        const BootAnswer boot = part.test == watchdogTest ? askBootId(board_) : BootAnswer();
+        std::string refusal = boot.stopped ? "the station was stopped before the tool had started" : "";
         begun_ = false;
-        BoardRun run = prepare([&] {
-            return BoardRun(board_, plan, [this](const LinkInfo& link, const std::string& toolSha256) {
-                return begin(link, toolSha256);
-            });
-        });
-        ToolEnd end = supervise(run);
-        if (!run.refusal().empty()) {
-            if (isFirst) {
-                refuse(run.refusal());
-            }
-            end.brokeOff = run.refusal();
+        ToolEnd end = boot.stopped ? ToolEnd{.interrupted = true} : supervise(part, refusal);
+        if (!refusal.empty() && isFirst) {
+            refuse(refusal);
         }
+        end.brokeOff = refusal.empty() ? end.brokeOff : refusal;
         if (!begun_) {
             (void)session_->begin();  // the part that can not be run is part of the plan all the same
         }
-        return bootId.empty() || end.interrupted ? session_->end(end) : endRestart(part, bootId, end);
+        return boot.id.empty() || end.interrupted ? session_->end(end) : endRestart(part, boot.id, end);
     }
 
     [[noreturn]] void refuse(const std::string& why) {
@@ -125,19 +124,31 @@ class BoardAttempt {
 
     // The link may have been cut by what the test is for.
     bool endRestart(const Part& part, const std::string& bootId, ToolEnd end) {
-        const Restart restart = {secondsUntilRestart(board_, bootId, limitOf(options_, part))};
-        if (restart.seconds) {
+        const RestartAnswer seen = waitForRestart(board_, bootId, limitOf(options_, part));
+        if (seen.stopped) {
+            end.interrupted = true;
+            return session_->end(end);
+        }
+        if (seen.seconds) {
             end.brokeOff.clear();
             end.exitStatus = end.exitStatus.value_or(0);
-            bring();  // the board's /tmp is empty again
+            bringAgain();
         }
-        return session_->end(end, restart);
+        return session_->end(end, Restart{seen.seconds});
+    }
+
+    // The board's /tmp is empty. Where it takes no tool now, it refuses to start the next part.
+    void bringAgain() {
+        try {
+            bring();
+        } catch (const WrongUse& error) {
+            std::cerr << error.what() << '\n';
+        }
     }
 
     const Options& options_;
-    AttemptInfo info_;
-    std::vector<Part> parts_;
     BoardAddress board_;
+    AttemptSetup setup_;
     std::string broughtSha256_;
     std::unique_ptr<Session> session_;
     bool begun_ = false;  // the part's tool has started
@@ -146,10 +157,7 @@ class BoardAttempt {
 }  // namespace
 
 ExitStatus runOnBoard(const Options& options) {
-    AttemptInfo info = describeAttempt(options);
-    info.command = commandOnBoard(options);
-    info.toolPath = info.command.front();
-    return BoardAttempt(options, info).run();
+    return BoardAttempt(options).run();
 }
 
 }  // namespace station

@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstring>
-#include <map>
 
 #include "host/version.h"
 #include "station/exit_status.h"
@@ -33,6 +32,18 @@ void addRunOptions(CLI::App& command, Options& options) {
     command.add_option("--language", options.language, "zh, or en for English names beside the board's own")
         ->check(CLI::IsMember({"zh", "en"}))
         ->capture_default_str();
+}
+
+// For the trace in the record.
+void addStationOptions(CLI::App& command, Options& options) {
+    command.add_option("--station", options.station.name, "the station's name")->type_name("NAME");
+    command.add_option("--fixture", options.station.fixture, "the fixture")->type_name("NAME");
+    command.add_option("--operator", options.station.operatorName, "who tests")->type_name("NAME");
+    command.add_option("--lot", options.station.lot, "the units' lot")->type_name("NAME");
+    command.add_option("--station-file", options.stationFile, "these from a file [/etc/r8/station.toml]")
+        ->type_name("FILE");
+    command.add_option("--product", options.product, "what a good unit is, and the plan of its tests")
+        ->type_name("FILE");
 }
 
 // Empty, as an empty variable of a script gives it, it would be this machine; an option it would be for ssh.
@@ -75,9 +86,9 @@ void addPlanOptions(CLI::App& run, Options& options) {
 void addSettleOptions(CLI::App& settle, Options& options) {
     settle.add_option("attempt", options.settle.attempt, "UNIT/NUMBER")->required();
     settle.add_option("item", options.settle.item, "that was left to a person")->required();
-    settle.add_option("verdict", options.settle.passed, "pass or fail")
+    settle.add_option("verdict", options.settleVerdict, "what it is")
         ->required()
-        ->transform(CLI::CheckedTransformer(std::map<std::string, bool>{{"pass", true}, {"fail", false}}));
+        ->check(CLI::IsMember({"pass", "fail"}));
     settle.add_option("--by", options.settle.by, "who says so")->required();
     settle.add_option("--results", options.results, "folder of the records")->capture_default_str();
 }
@@ -95,16 +106,21 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App* const run =
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
     addRunOptions(*run, options);
+    addStationOptions(*run, options);
     addLinkOptions(*run, options);
     addPlanOptions(*run, options);
+    addDatabaseOption(*run, options.database);
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
+    addDatabaseOption(*read, options.database);
+    addStationOptions(*read, options);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
     addResultsCommands(app, options.ofResults);
 
     CLI::App* const settle =
         app.add_subcommand("settle", "say how an item came out that only a person can tell");
     addSettleOptions(*settle, options);
+    addDatabaseOption(*settle, options.database);
 
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "station/keep/attempt_info.h"
 #include "station/plan/gate.h"
 #include "station/plan/settle.h"
 #include "station/results_options.h"
@@ -29,10 +30,15 @@ struct Options {
     bool shared = false;
     std::string clock = "ask";
     std::string language = "zh";
+    std::string product;            // file; empty: none
     std::vector<std::string> only;  // items; empty: the whole plan
     GateOptions gate;
-    SettleRequest settle;  // without its results
+    SettleRequest settle;  // without its results and its verdict
+    std::string settleVerdict;
+    StationInfo station;      // without its version
+    std::string stationFile;  // empty: the usual one
     std::vector<std::string> command;
+    std::string database;  // of many stations, where attempts go as well; empty: none
     ResultsOptions ofResults;
 };
 

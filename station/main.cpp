@@ -18,7 +18,16 @@ namespace {
 ExitStatus settleNow(const Options& options) {
     SettleRequest request = options.settle;
     request.results = options.results;
+    request.passed = options.settleVerdict == "pass";
     return settleItem(request);
+}
+
+// Whatever came out: the folder has more than before.
+ExitStatus thenSync(const Options& options, ExitStatus status) {
+    if (!options.database.empty()) {
+        startSync(options.results, options.database);
+    }
+    return status;
 }
 
 int dispatch(int argc, char** argv) {
@@ -28,11 +37,11 @@ int dispatch(int argc, char** argv) {
     }
     switch (line.options.task) {
         case Task::run:
-            return runTool(line.options);
+            return thenSync(line.options, runTool(line.options));
         case Task::read:
-            return readRecords(line.options);
+            return thenSync(line.options, readRecords(line.options));
         case Task::settle:
-            return settleNow(line.options);
+            return thenSync(line.options, settleNow(line.options));
         case Task::index:
             return indexResults(line.options.ofResults);
         case Task::sync:

@@ -3,15 +3,70 @@
 #include <cmath>
 
 #include "host/child_process.h"
+#include "host/toml_section.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
+#include "station/station_identity.h"
+#include "station/sync/shared_history.h"
 
 namespace station {
 
-std::unique_ptr<Session> openSession(const Options& options, const AttemptInfo& info,
-                                     const std::vector<Part>& parts) {
+namespace {
+
+std::unique_ptr<const Product> productOf(const Options& options) {
+    if (options.product.empty()) {
+        return nullptr;
+    }
+    try {
+        return prepare([&] { return std::make_unique<const Product>(readProduct(options.product)); });
+    } catch (const host::TomlError& error) {
+        throw WrongUse(error.what());
+    }
+}
+
+std::vector<Part> partsOf(const Options& options, const Product* product,
+                          const std::vector<std::string>& command) {
+    const std::vector<Part> plan = product == nullptr ? std::vector<Part>{Part()} : product->plan;
+    const std::vector<Part> parts = options.only.empty() ? plan : partsFor(options.only, plan);
+    for (const Part& part : parts) {
+        (void)commandOf(part, command);
+    }
+    return parts;
+}
+
+GateRules rulesOf(const Product& product, const AttemptInfo& info) {
+    GateRules rules;
+    rules.serialPattern = product.serialPattern.value_or("");
+    rules.serialFits =
+        !product.serialPattern || !info.unit || matchesPattern(rules.serialPattern, *info.unit);
+    rules.failedAttemptsAllowed = product.failedAttemptsAllowed;
+    rules.goldenUnit = product.goldenUnit;
+    return rules;
+}
+
+void openHistory(const Options& options, AttemptSetup& setup) {
+    if (options.database.empty()) {
+        setup.history = std::make_shared<const FolderHistory>(options.results);
+        return;
+    }
+    const auto shared = std::make_shared<const SharedHistory>(options.results, options.database);
+    setup.info.historyFrom = [shared] { return shared->isReached() ? "database" : "folder"; };
+    setup.history = shared;
+}
+
+}  // namespace
+
+std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup& setup) {
     const Language language = options.language == "en" ? Language::english : Language::chinese;
-    return prepare([&] { return std::make_unique<Session>(options.results, info, language, parts); });
+    auto session = prepare(
+        [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
+    session->product = setup.product;
+    if (setup.product) {
+        session->ownerOfMac = [history = setup.history, unit = setup.info.unit](const std::string& mac) {
+            return unit ? history->ownerOfMac(mac, *unit) : std::string();
+        };
+    }
+    return session;
 }
 
 ClockJudge judgeOf(const Options& options) {
@@ -20,29 +75,28 @@ ClockJudge judgeOf(const Options& options) {
                                      : ClockJudge::leave;
 }
 
-AttemptInfo describeAttempt(const Options& options) {
-    AttemptInfo info;
+AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>& command) {
+    AttemptSetup setup;
+    AttemptInfo& info = setup.info;
     info.unit = chosenUnit(options);
+    info.id = prepare([] { return newAttemptId(); });
     info.started = utcNow();
-    info.command = options.command;
+    info.station = stationInfo(options);
+    info.command = command;
     info.only = options.only;
-    return info;
-}
-
-// Whatever of it can't be run is refused before anything is.
-std::vector<Part> partsOf(const Options& options, const std::vector<std::string>& command) {
-    const std::vector<Part> plan = {Part()};
-    const std::vector<Part> parts = options.only.empty() ? plan : partsFor(options.only, plan);
-    for (const Part& part : parts) {
-        (void)commandOf(part, command);
-    }
-    return parts;
-}
-
-std::unique_ptr<UnitLock> enterGate(const Options& options, AttemptInfo& info) {
-    auto lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
     info.repaired = options.gate.repaired;
-    return lock;
+    setup.product = productOf(options);
+    if (setup.product) {
+        info.product = ProductInfo{setup.product->name, setup.product->sha256};
+    }
+    setup.parts = partsOf(options, setup.product.get(), command);
+    setup.lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
+    if (setup.product) {
+        openHistory(options, setup);
+        info.overrides = prepare(
+            [&] { return passGate(rulesOf(*setup.product, info), options.gate, *setup.history, info); });
+    }
+    return setup;
 }
 
 double limitOf(const Options& options, const Part& part) {

@@ -10,7 +10,9 @@
 #include "station/command_line.h"
 #include "station/keep/unit_lock.h"
 #include "station/plan/plan.h"
+#include "station/product/product.h"
 #include "station/session.h"
+#include "station/store/history.h"
 #include "station/wrong_use.h"
 
 namespace station {
@@ -27,15 +29,17 @@ auto prepare(const Preparation& preparation) {
 
 // All of these throw WrongUse.
 
-// What is known of the attempt by now.
-AttemptInfo describeAttempt(const Options& options);
+// An attempt that may begin.
+struct AttemptSetup {
+    AttemptInfo info;
+    std::shared_ptr<const Product> product;  // null: nothing told the station what to expect
+    std::vector<Part> parts;                 // what is to be run
+    std::shared_ptr<const History> history;
+    std::unique_ptr<UnitLock> lock;  // the unit is this station's until the setup goes away
+};
 
-// The unit is this station's as long as this lives, and may be tested; what was overridden for that goes into
-// the attempt's description.
-std::unique_ptr<UnitLock> enterGate(const Options& options, AttemptInfo& info);
-
-// What is to be run, with the full run's command. Whatever of it can't be run is refused before anything is.
-std::vector<Part> partsOf(const Options& options, const std::vector<std::string>& command);
+// With the full run's command. Whatever can't be run is refused, and so is a unit that the gate keeps out.
+AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>& command);
 
 // Seconds that the part may take; 0: for ever.
 double limitOf(const Options& options, const Part& part = {});
@@ -44,7 +48,6 @@ ClockJudge judgeOf(const Options& options);
 
 void requireProgram(const std::string& name);
 
-std::unique_ptr<Session> openSession(const Options& options, const AttemptInfo& info,
-                                     const std::vector<Part>& parts);
+std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup& setup);
 
 }  // namespace station

@@ -10,6 +10,7 @@
 #include "station/interpret/items.h"
 #include "station/interpret/text.h"
 #include "station/keep/utc_time.h"
+#include "station/product/judge.h"
 #include "station/show/operator_prompt.h"
 #include "station/store/results_index.h"
 
@@ -50,6 +51,10 @@ Session::Session(const std::filesystem::path& results, AttemptInfo info, Languag
         titles.push_back(titleOf(part, language == Language::english));
     }
     view_.showPlan(titles);
+    if (!attempt_.about().product) {
+        view_.showNotice({"没有产品文件: 不知道合格的产品应该是什么样",
+                          "no product file: nothing told the station what to expect of this unit"});
+    }
 }
 
 double Session::now() const {
@@ -154,7 +159,7 @@ bool Session::askAbout(SingleTest& test) {
 }
 
 void Session::remember(const Item& item) {
-    const std::string& by = attempt_.about().operatorName;
+    const std::string& by = attempt_.about().station.operatorName;
     interpreter_.run.settled.push_back(
         {std::string(item.row->name), item.outcome, by.empty() ? "operator" : by, utcNow()});
 }
@@ -184,32 +189,19 @@ void Session::withdraw() {
 // All parts become one run.
 void Session::collect() {
     TestRun& run = interpreter_.run;
-    for (Item& item : run.items) {
-        item.isPart = item.isPart && hasFullRun();
+    if (!hasFullRun()) {
+        leaveOutFullRun(run);
     }
     for (const std::unique_ptr<SingleTest>& test : singles_) {
-        for (const std::string& reason : test->run.reasons) {
-            run.reasons.push_back(std::string(test->row().name) + ": " + reason);
-        }
-        run.board.macs.insert(run.board.macs.end(), test->run.board.macs.begin(), test->run.board.macs.end());
-        run.lostLines += test->run.lostLines;
-        run.singles.push_back(std::move(test->run));
+        joinSingle(run, *test);
     }
     if (ended_ != parts_.size() && run.reasons.empty()) {
         run.reasons.push_back("the station was stopped before the plan's end");
     }
     run.seconds = now();
+    checkAddresses(run, ownerOfMac);
     settleOutcome(run);
-}
-
-// What was left out is not known to be good.
-void Session::settleWhole() {
-    TestRun& run = interpreter_.run;
-    settleOutcome(run);
-    if (!attempt_.about().only.empty() && run.outcome == Outcome::passed) {
-        run.reasons.push_back("only a part of the plan was run");
-        settleOutcome(run);
-    }
+    judgeByProduct(run, product.get(), attempt_.about().only.empty() && !run.steps.empty());
 }
 
 void Session::judgeClocks(ClockJudge judge) {
@@ -223,7 +215,7 @@ void Session::judgeClocks(ClockJudge judge) {
     if (judge == ClockJudge::ask && wasOpen && clock.outcome != Outcome::needsPerson) {
         remember(clock);
     }
-    settleWhole();
+    settleWhole(run, !attempt_.about().only.empty());
 }
 
 ExitStatus Session::finish(ClockJudge judge) {
@@ -236,6 +228,7 @@ ExitStatus Session::finish(ClockJudge judge) {
         keep();  // who walks away from the question loses nothing
     }
     judgeClocks(judge);
+    explain(run, product.get());
     keep();
     if (run.reasons.empty() && end_.exitStatus && fullRunSeconds_ != 0) {  // a stored stream takes no time
         writeHistory(results_, run, fullRunSeconds_);

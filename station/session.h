@@ -18,6 +18,8 @@
 #include "station/link/record_framer.h"
 #include "station/link/tool_process.h"
 #include "station/plan/plan.h"
+#include "station/plan/whole_run.h"
+#include "station/product/product.h"
 #include "station/show/live_view.h"
 
 namespace station {
@@ -29,6 +31,9 @@ struct Restart {
 
 class Session {
   public:
+    OwnerOfMac ownerOfMac;
+    std::shared_ptr<const Product> product;  // null: nothing says what to expect
+
     // Takes the unit's next attempt below the folder. Throws std::system_error when that can't be kept.
     Session(const std::filesystem::path& results, AttemptInfo info, Language language,
             std::vector<Part> parts);
@@ -62,7 +67,6 @@ class Session {
     std::optional<bool> askAboutClock();
     void remember(const Item& item);
     void collect();
-    void settleWhole();
     void judgeClocks(ClockJudge judge);
     void keep() { attempt_.finish(interpreter_.run, end_, framer_.records, framer_.torn()); }
 

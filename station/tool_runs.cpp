@@ -54,28 +54,24 @@ ExitStatus runParts(const Options& options, Session& session, int reportPipe) {
 
 // Whatever could refuse the run comes before the attempt's folder is made.
 ExitStatus runHere(const Options& options) {
-    AttemptInfo info = describeAttempt(options);
     requireCommand(options);
-    const std::vector<Part> parts = partsOf(options, options.command);
+    AttemptSetup setup = setUpAttempt(options, options.command);
     const std::filesystem::path tool = host::findProgram(toolWord(options.command));
     if (!tool.empty()) {
-        info.toolPath = tool;
-        info.toolSha256 = prepare([&] { return sha256OfFile(tool); });
+        setup.info.toolPath = tool;
+        setup.info.toolSha256 = prepare([&] { return sha256OfFile(tool); });
     }
-    const auto gate = enterGate(options, info);
     const ReportPipe pipe = prepare([&] { return openReportPipe(options.fifo); });
-    const auto session = openSession(options, info, parts);
+    const auto session = openSession(options, setup);
     return runParts(options, *session, pipe.reader.get());
 }
 
 // The command is the way to a tool, which may be on any machine.
 ExitStatus runThroughCommand(const Options& options) {
-    AttemptInfo info = describeAttempt(options);
-    info.link = LinkInfo{"command", "", "", ""};
     requireCommand(options);
-    const std::vector<Part> parts = partsOf(options, options.command);
-    const auto gate = enterGate(options, info);
-    const auto session = openSession(options, info, parts);
+    AttemptSetup setup = setUpAttempt(options, options.command);
+    setup.info.link = LinkInfo{"command", "", "", ""};
+    const auto session = openSession(options, setup);
     return runParts(options, *session, -1);
 }
 
@@ -89,8 +85,6 @@ ExitStatus runTool(const Options& options) {
 }
 
 ExitStatus readRecords(const Options& options) {
-    AttemptInfo info = describeAttempt(options);
-    info.command = {"read", options.input};
     // A pipe that nobody writes to yet must not keep us where no stop signal is seen.
     const host::Descriptor input(options.input == "-"
                                      ? dup(STDIN_FILENO)
@@ -98,8 +92,8 @@ ExitStatus readRecords(const Options& options) {
     if (!input.isOpen() || std::filesystem::is_directory(options.input)) {
         throw WrongUse(options.input + ": " + strerror(input.isOpen() ? EISDIR : errno));
     }
-    const auto gate = enterGate(options, info);
-    const auto session = openSession(options, info, {Part()});
+    AttemptSetup setup = setUpAttempt(options, {"read", options.input});
+    const auto session = openSession(options, setup);
     const StreamHandlers handlers = session->begin();
     (void)session->end(readStream(input.get(), TimeLimit(limitOf(options)), handlers));
     return session->finish(judgeOf(options));

@@ -24,6 +24,13 @@ namespace station_test {
 using station::Json;
 namespace fs = std::filesystem;
 
+// Of this build, side by side.
+inline const fs::path programs = fs::read_symlink("/proc/self/exe").parent_path();
+inline const std::string stationProgram = programs / "r8-station";
+inline const std::string vboardProgram = programs / "vboard";
+inline const std::string fakeTool = programs / "station_fake_tool";
+inline const std::string diskRecorder = programs.parent_path() / "lib/libstation_disk_recorder.so";
+
 inline std::string gbk(std::string utf8) {
     std::string bytes(utf8.size() + 1, '\0');
     const iconv_t converter = iconv_open("GBK", "UTF-8");

@@ -23,7 +23,7 @@ class StationRun : public StationBench {
     StationRun() { EXPECT_EQ(prctl(PR_SET_CHILD_SUBREAPER, 1), 0); }
 
     pid_t startStation(std::vector<std::string> words, const std::string& input = "/dev/null") const {
-        words.insert(words.begin(), STATION);
+        words.insert(words.begin(), stationProgram);
         return start(words, input);
     }
     int station(const std::vector<std::string>& words, const std::string& input = "/dev/null") const {
@@ -41,7 +41,7 @@ class StationRun : public StationBench {
                                       const std::string& console = "", const std::string& fifo = "fifo") {
         std::vector<std::string> words = {"run", "--unit", "7", "--clock", "auto"};
         words.insert(words.end(), {"--results", bench / "results", "--fifo", bench / fifo, "--"});
-        words.insert(words.end(), {FAKE_TOOL, "netR8test", bench / fifo, file(fifo + ".records", records)});
+        words.insert(words.end(), {fakeTool, "netR8test", bench / fifo, file(fifo + ".records", records)});
         words.insert(words.end(), {file(fifo + ".console", console), end});
         return words;
     }

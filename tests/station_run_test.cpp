@@ -21,7 +21,7 @@ TEST_F(StationRun, keepsTheWholeRecordOfAPassedUnit) {
     const Json kept = record(1);
     EXPECT_EQ(kept["outcome"], "passed");
     EXPECT_EQ(kept["unit"], "7");
-    EXPECT_EQ(kept["tool"]["sha256"], sha256OfFile(FAKE_TOOL));
+    EXPECT_EQ(kept["tool"]["sha256"], sha256OfFile(fakeTool));
     EXPECT_EQ(kept["tool"]["exitStatus"], 0);
     EXPECT_EQ(kept["board"]["macs"][0], "00:11:22:33:44:55");
     EXPECT_EQ(kept["stream"]["bytes"], healthy.size());
@@ -60,7 +60,8 @@ TEST_F(StationRun, exitStatusTellsTheOutcome) {
     int number = 0;
     for (const auto& [records, end, status, outcome] : cases) {
         std::vector<std::string> words = runWords(records, end);
-        words.insert(words.begin(), {"/bin/bash", "-c", "trap '' CHLD; exec \"$0\" \"$@\" <&- >&-", STATION});
+        words.insert(words.begin(),
+                     {"/bin/bash", "-c", "trap '' CHLD; exec \"$0\" \"$@\" <&- >&-", stationProgram});
         EXPECT_EQ(statusOf(start(words)), status) << number;
         EXPECT_EQ(record(++number)["outcome"], outcome);
     }
@@ -101,7 +102,7 @@ TEST_F(StationRun, keepsTheLastWordsOnStandardError) {
 // Every call that came after Linux 4.4 is one that this kernel does not have.
 TEST_F(StationRun, worksOnTheOldestKernel) {
     std::vector<std::string> words = runWords(healthy, "exit:0");
-    words.insert(words.begin(), STATION);
+    words.insert(words.begin(), stationProgram);
     const pid_t child = fork();
     if (child == 0) {
         sock_filter newer[] = {
@@ -113,7 +114,7 @@ TEST_F(StationRun, worksOnTheOldestKernel) {
         const sock_fprog program = {std::size(newer), newer};
         (void)prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
         _exit(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0
-                  ? execv(STATION, pointersTo(words).data())
+                  ? execv(stationProgram.c_str(), pointersTo(words).data())
                   : 99);
     }
     EXPECT_EQ(statusOf(child), 0);
@@ -185,10 +186,10 @@ TEST_F(StationRun, terminalShowsTheRunAndAsksAboutTheClock) {
         int terminal = -1;
         const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
         if (child == 0) {
-            words.insert(words.begin(), STATION);
+            words.insert(words.begin(), stationProgram);
             (void)setenv("TERM", terminalKind, 1);
             (void)setenv("NO_COLOR", noColour, 1);
-            _exit(execv(STATION, pointersTo(words).data()));
+            _exit(execv(stationProgram.c_str(), pointersTo(words).data()));
         }
         const host::Descriptor closer(terminal);
         std::string shown = readUntil(terminal, "agree? [y/n] ");

@@ -46,7 +46,7 @@ std::string differing(const Lines& lines, const Lines& other, const std::string&
 class StationScenarios : public StationBench {
   protected:
     pid_t startScenario(const std::string& name) const {
-        return start({VBOARD, name, "--station", bench / name});
+        return start({vboardProgram, name, "--station", bench / name});
     }
 
     // The bytes of the pipe are those that the same board gives to a supervisor that is never late.
@@ -114,10 +114,10 @@ TEST_F(StationScenarios, giveTheirGoldenRecordOnALoadedMachine) {
 TEST_F(StationScenarios, readerThatIsSlowToStartLosesNothing) {
     const std::string fifo = bench / "fifo";
     const std::string script = "kill -STOP $PPID; \"$@\"; status=$?; kill -CONT $PPID; exit $status";
-    const pid_t station =
-        start({STATION,   "run",    "--unit", "7",       "--clock", "auto", "--results", bench / "results",
-               "--fifo",  fifo,     "--",     "/bin/sh", "-c",      script, "sh",        VBOARD,
-               "healthy", "--fifo", fifo,     "--raw",   "--",      "r8",   "netR8test"});
+    const pid_t station = start(
+        {stationProgram, "run",    "--unit", "7",       "--clock", "auto", "--results", bench / "results",
+         "--fifo",       fifo,     "--",     "/bin/sh", "-c",      script, "sh",        vboardProgram,
+         "healthy",      "--fifo", fifo,     "--raw",   "--",      "r8",   "netR8test"});
     EXPECT_EQ(statusOf(station), 0) << output();
     expectNothingLost(record(1), attempt(1), "healthy");
 }

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,7 +17,7 @@
 // A procedure of the tool with records set by hand, see module_runner.cpp.
 inline vboard::Run runModule(vboard::VirtualBoard& board, const std::vector<std::string>& arguments) {
     vboard::ToolCommand command = vboard::defaultToolCommand();
-    command.program = MODULE_RUNNER;
+    command.program = std::filesystem::canonical(command.program).replace_filename("module_runner");
     command.arguments = arguments;
     return board.run(command);
 }

@@ -31,7 +31,7 @@ bool pause() {
 
 }  // namespace
 
-std::string bootIdOf(const BoardAddress& board) {
+BootAnswer askBootId(const BoardAddress& board) {
     const SshCall call(board, program, {});
     const host::Descriptor nothing(host::checked(open("/dev/null", O_RDONLY | O_CLOEXEC), "/dev/null"));
     std::string said;
@@ -45,20 +45,23 @@ std::string bootIdOf(const BoardAddress& board) {
     handlers.tick = [] {};
     const ToolEnd end = superviseTool(start, handlers);
     const std::string id = said.substr(0, said.find('\n'));
-    return end.exitStatus == 0 && !end.interrupted && isBootId(id) ? id : "";
+    return {end.exitStatus == 0 && isBootId(id) ? id : "", end.interrupted};
 }
 
-Count secondsUntilRestart(const BoardAddress& board, const std::string& bootId, double limitSeconds) {
+RestartAnswer waitForRestart(const BoardAddress& board, const std::string& bootId, double limitSeconds) {
     const auto begin = std::chrono::steady_clock::now();
     const TimeLimit limit(limitSeconds);
-    while (!limit.isOver() && pause()) {
-        const std::string now = bootIdOf(board);
-        if (!now.empty() && now != bootId) {
+    while (!limit.isOver()) {
+        const BootAnswer now = pause() ? askBootId(board) : BootAnswer{"", true};
+        if (now.stopped) {
+            return {std::nullopt, true};
+        }
+        if (!now.id.empty() && now.id != bootId) {
             const auto passed = std::chrono::steady_clock::now() - begin;
-            return std::chrono::duration_cast<std::chrono::seconds>(passed).count();
+            return {std::chrono::duration_cast<std::chrono::seconds>(passed).count(), false};
         }
     }
-    return std::nullopt;
+    return {};
 }
 
 }  // namespace station

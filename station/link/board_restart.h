@@ -10,12 +10,18 @@
 
 namespace station {
 
-// Which start of its kernel the board is in, as the kernel names it; empty when it does not answer or says
-// something else. Throws std::system_error.
-std::string bootIdOf(const BoardAddress& board);
+struct BootAnswer {
+    std::string id;  // of the start that its kernel is in; empty: it does not answer, or with something else
+    bool stopped = false;  // the station was told to stop
+};
+// Throws std::system_error.
+BootAnswer askBootId(const BoardAddress& board);
 
-// Asks until the board answers from another start than that one. Returns the seconds from now on; none when
-// the limit is over or the station was told to stop. Throws std::system_error.
-Count secondsUntilRestart(const BoardAddress& board, const std::string& bootId, double limitSeconds);
+struct RestartAnswer {
+    Count seconds;  // from now on, until the board answered from another start; none: the limit was over
+    bool stopped = false;  // the station was told to stop
+};
+// Throws std::system_error.
+RestartAnswer waitForRestart(const BoardAddress& board, const std::string& bootId, double limitSeconds);
 
 }  // namespace station

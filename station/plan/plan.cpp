@@ -44,6 +44,9 @@ std::vector<std::string> commandOf(const Part& part, const std::vector<std::stri
     if (part.test == 0) {
         return fullRun;
     }
+    if (itemOfSingleTest(part.test) == nullptr) {
+        throw WrongUse("the tool has no single test " + std::to_string(part.test));
+    }
     if (mode == fullRun.end()) {
         throw WrongUse(
             "a plan needs a command with the word netR8test, in whose place -o NUMBER stands for a "

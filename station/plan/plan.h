@@ -21,7 +21,8 @@ struct Part {
 std::vector<Part> partsFor(const std::vector<std::string>& items, const std::vector<Part>& plan);
 
 // The command of the full run with "-o NUMBER [COUNT]" in place of its word netR8test. Throws WrongUse where
-// that word is not one of its own: nobody knows then how the tool is started for a single test.
+// that word is not one of its own, for nobody knows then how the tool is started for a single test, and where
+// the tool has no such test.
 std::vector<std::string> commandOf(const Part& part, const std::vector<std::string>& fullRun);
 
 // "full run", "Watchdog": for a person, in the board's language or in English.

@@ -21,6 +21,9 @@ struct SyncOptions {
     bool status = false;
 };
 
+// Where attempts go as well when they have ended; by the environment too.
+void addDatabaseOption(CLI::App& command, std::string& address);
+
 void addSyncCommand(CLI::App& app, SyncOptions& options);
 
 }  // namespace station
