@@ -31,6 +31,7 @@ struct Options {
     std::string results;
     std::string sshKey;
     unsigned sshPort = 0;
+    bool countsInstructions = false;
     double limitSeconds = 240;
     bool raw = false;
     bool timestamps = false;
@@ -50,7 +51,8 @@ std::unique_ptr<Machine> switchOn(const Options& options, const vboard::VirtualB
     std::cerr << "emulated: Debian's kernel boots on an emulated 32-bit ARM machine, this takes some 10 s "
                  "(its log: "
               << log.string() << ")\n";
-    return std::make_unique<Machine>(options.machine, board, log, signals, options.sshPort);
+    return std::make_unique<Machine>(options.machine, board, log, signals, options.sshPort,
+                                     options.countsInstructions);
 }
 
 std::string lineOf(const std::string& file) {
@@ -168,6 +170,9 @@ int parse(int argc, char** argv, Options& options) {
     app.add_option("--ssh-port", options.sshPort,
                    "start no tool: let root come in with ssh at this port of 127.0.0.1, until a signal")
         ->needs(key);
+    app.add_flag(
+        "--count-instructions", options.countsInstructions,
+        "the machine's clock goes by its instructions, one a nanosecond, and not by the host's load");
     app.add_flag("--refusals", options.refusals, "only name what this board can't do");
     app.add_option("--cases", options.caseList, "run the cases of this list: NAME SCENARIO SHELL...")
         ->excludes("--shell");

@@ -16,7 +16,7 @@ constexpr std::size_t readBytes = 4096;
 }  // namespace
 
 Machine::Machine(const std::filesystem::path& folder, const vboard::VirtualBoard& board,
-                 const std::filesystem::path& log, int signals, unsigned sshPort)
+                 const std::filesystem::path& log, int signals, unsigned sshPort, bool countsInstructions)
     : hardware_(board), plugs_(folder_.path), qemu_(folder), signals_(signals), powerOn_(SteadyClock::now()) {
     heard(Channel::panel).fd = qemu_.addChannel("panel");
     heard(Channel::rs485).fd = qemu_.addChannel("rs485");
@@ -25,6 +25,9 @@ Machine::Machine(const std::filesystem::path& folder, const vboard::VirtualBoard
     monitor_ = qemu_.addChannel("monitor");
     qemu_.add({"-mon", "chardev=monitor,mode=control"});
     qemu_.add(hardware_.arguments());
+    if (countsInstructions) {
+        qemu_.add({"-icount", "shift=0,sleep=on"});
+    }
     if (sshPort != 0) {
         qemu_.add({"-netdev",
                    "user,restrict=on,id=service,hostfwd=tcp:127.0.0.1:" + std::to_string(sshPort) + "-:22",

@@ -34,6 +34,18 @@ void addRunOptions(CLI::App& command, Options& options) {
         ->capture_default_str();
 }
 
+// For the trace in the record.
+void addStationOptions(CLI::App& command, Options& options) {
+    command.add_option("--station", options.station.name, "the station's name")->type_name("NAME");
+    command.add_option("--fixture", options.station.fixture, "the fixture")->type_name("NAME");
+    command.add_option("--operator", options.station.operatorName, "who tests")->type_name("NAME");
+    command.add_option("--lot", options.station.lot, "the units' lot")->type_name("NAME");
+    command.add_option("--station-file", options.stationFile, "these from a file [/etc/r8/station.toml]")
+        ->type_name("FILE");
+    command.add_option("--product", options.product, "what a good unit is, and the plan of its tests")
+        ->type_name("FILE");
+}
+
 // Empty, as an empty variable of a script gives it, it would be this machine; an option it would be for ssh.
 std::string isDestination(const std::string& text) {
     return text.empty() || text.starts_with('-') ? "wants [USER@]HOST" : "";
@@ -62,8 +74,6 @@ void addLinkOptions(CLI::App& run, Options& options) {
 }
 
 void addPlanOptions(CLI::App& run, Options& options) {
-    run.add_option("--product", options.product, "what a good unit is, and the plan of its tests")
-        ->type_name("FILE");
     run.add_option("--only", options.only, "repeat only what tests these items; never a pass of the unit")
         ->type_name("ITEM");
     run.add_flag("--any-serial", options.gate.anySerial, "test a unit whose name is none of the product's");
@@ -96,12 +106,14 @@ CommandLine parseCommandLine(int argc, char** argv) {
     CLI::App* const run =
         app.add_subcommand("run", "start the tool: r8-station run --unit SERIAL -- r8 netR8test");
     addRunOptions(*run, options);
+    addStationOptions(*run, options);
     addLinkOptions(*run, options);
     addPlanOptions(*run, options);
     addDatabaseOption(*run, options.database);
     CLI::App* const read = app.add_subcommand("read", "read a stored or piped record stream");
     addRunOptions(*read, options);
     addDatabaseOption(*read, options.database);
+    addStationOptions(*read, options);
     read->add_option("file", options.input, "the stream; - is the standard input")->capture_default_str();
     addResultsCommands(app, options.ofResults);
 

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "station/keep/attempt_info.h"
 #include "station/plan/gate.h"
 #include "station/plan/settle.h"
 #include "station/results_options.h"
@@ -34,6 +35,8 @@ struct Options {
     GateOptions gate;
     SettleRequest settle;  // without its results and its verdict
     std::string settleVerdict;
+    StationInfo station;      // without its version
+    std::string stationFile;  // empty: the usual one
     std::vector<std::string> command;
     std::string database;  // of many stations, where attempts go as well; empty: none
     ResultsOptions ofResults;

@@ -6,6 +6,7 @@
 #include "host/toml_section.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
+#include "station/station_identity.h"
 #include "station/sync/shared_history.h"
 
 namespace station {
@@ -59,6 +60,7 @@ std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup&
     const Language language = options.language == "en" ? Language::english : Language::chinese;
     auto session = prepare(
         [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
+    session->product = setup.product;
     if (setup.product) {
         session->ownerOfMac = [history = setup.history, unit = setup.info.unit](const std::string& mac) {
             return unit ? history->ownerOfMac(mac, *unit) : std::string();
@@ -77,11 +79,16 @@ AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>
     AttemptSetup setup;
     AttemptInfo& info = setup.info;
     info.unit = chosenUnit(options);
+    info.id = prepare([] { return newAttemptId(); });
     info.started = utcNow();
+    info.station = stationInfo(options);
     info.command = command;
     info.only = options.only;
     info.repaired = options.gate.repaired;
     setup.product = productOf(options);
+    if (setup.product) {
+        info.product = ProductInfo{setup.product->name, setup.product->sha256};
+    }
     setup.parts = partsOf(options, setup.product.get(), command);
     setup.lock = prepare([&] { return std::make_unique<UnitLock>(options.results, info.unit); });
     if (setup.product) {

@@ -32,7 +32,7 @@ auto prepare(const Preparation& preparation) {
 // An attempt that may begin.
 struct AttemptSetup {
     AttemptInfo info;
-    std::unique_ptr<const Product> product;  // null: nothing told the station what to expect
+    std::shared_ptr<const Product> product;  // null: nothing told the station what to expect
     std::vector<Part> parts;                 // what is to be run
     std::shared_ptr<const History> history;
     std::unique_ptr<UnitLock> lock;  // the unit is this station's until the setup goes away

@@ -10,6 +10,7 @@
 #include "station/interpret/items.h"
 #include "station/interpret/text.h"
 #include "station/keep/utc_time.h"
+#include "station/product/judge.h"
 #include "station/show/operator_prompt.h"
 #include "station/store/results_index.h"
 
@@ -50,6 +51,10 @@ Session::Session(const std::filesystem::path& results, AttemptInfo info, Languag
         titles.push_back(titleOf(part, language == Language::english));
     }
     view_.showPlan(titles);
+    if (!attempt_.about().product) {
+        view_.showNotice({"没有产品文件: 不知道合格的产品应该是什么样",
+                          "no product file: nothing told the station what to expect of this unit"});
+    }
 }
 
 double Session::now() const {
@@ -154,7 +159,7 @@ bool Session::askAbout(SingleTest& test) {
 }
 
 void Session::remember(const Item& item) {
-    const std::string& by = attempt_.about().operatorName;
+    const std::string& by = attempt_.about().station.operatorName;
     interpreter_.run.settled.push_back(
         {std::string(item.row->name), item.outcome, by.empty() ? "operator" : by, utcNow()});
 }
@@ -196,6 +201,7 @@ void Session::collect() {
     run.seconds = now();
     checkAddresses(run, ownerOfMac);
     settleOutcome(run);
+    judgeByProduct(run, product.get(), attempt_.about().only.empty() && !run.steps.empty());
 }
 
 void Session::judgeClocks(ClockJudge judge) {
@@ -222,6 +228,7 @@ ExitStatus Session::finish(ClockJudge judge) {
         keep();  // who walks away from the question loses nothing
     }
     judgeClocks(judge);
+    explain(run, product.get());
     keep();
     if (run.reasons.empty() && end_.exitStatus && fullRunSeconds_ != 0) {  // a stored stream takes no time
         writeHistory(results_, run, fullRunSeconds_);

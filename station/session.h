@@ -19,6 +19,7 @@
 #include "station/link/tool_process.h"
 #include "station/plan/plan.h"
 #include "station/plan/whole_run.h"
+#include "station/product/product.h"
 #include "station/show/live_view.h"
 
 namespace station {
@@ -31,6 +32,7 @@ struct Restart {
 class Session {
   public:
     OwnerOfMac ownerOfMac;
+    std::shared_ptr<const Product> product;  // null: nothing says what to expect
 
     // Takes the unit's next attempt below the folder. Throws std::system_error when that can't be kept.
     Session(const std::filesystem::path& results, AttemptInfo info, Language language,

@@ -31,7 +31,8 @@ class StationBoard : public StationBench {
             "cd " +
             bench.string() +
             "\ncase $command in *boot_id*) exec sh boot;; esac\n"
-            "cat log >>$log\n[ ! -s words ] || sed \"s/^T /$token/\" words >&2\n"
+            "cat log >>$log\n[ ! -e called ] || [ ! -s later ] || cp later words\n: >called\n[ ! -s words ] "
+            "|| sed \"s/^T /$token/\" words >&2\n"
             "cat records\nexit " +
             std::to_string(status) + "\n";
         fs::permissions(file("ssh", script), fs::perms::owner_all);
@@ -86,6 +87,29 @@ TEST_F(StationBoard, seesWhetherTheWatchdogRestartsIt) {
         EXPECT_EQ(kept["reasons"].size(), reasons) << kept["reasons"];
         EXPECT_EQ(kept["items"][0]["measured"].contains("restartSeconds"),
                   kept["items"][0]["outcome"] == "passed" || number == 7);
+    }
+}
+
+// Each part is a call of its own; one that the board refuses after others ran is part of the attempt.
+TEST_F(StationBoard, runsAPlanInOneAttempt) {
+    const struct {
+        std::string later;
+        const char* reason;
+    } cases[] = {{begin + "T exit 0\n", nullptr},
+                 {"T kernel 4.4\nT refused busy 12 3\n", "still runs there"},
+                 {begin + "T signal 9\n", "does not go with"}};
+    int number = 0;
+    for (const auto& [later, reason] : cases) {
+        fs::remove(bench / "called");
+        (void)file("later", later);
+        more = {"--only", "buzzer", "--only", "buzzer"};
+        EXPECT_EQ(stationWith(begin + "T exit 0\n", 0, "", false), 3);
+        const Json kept = record(++number);
+        ASSERT_EQ(kept["items"].size(), 2U) << kept["reasons"];
+        EXPECT_EQ(kept["items"][0]["outcome"], "needs-person");
+        EXPECT_EQ(kept["items"][1]["outcome"], reason == nullptr ? "needs-person" : "incomplete");
+        EXPECT_EQ(kept["outcome"], reason == nullptr ? "needs-person" : "incomplete");
+        EXPECT_THAT(kept["reasons"].dump(), HasSubstr(reason == nullptr ? "[]" : reason));
     }
 }
 

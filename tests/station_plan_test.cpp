@@ -79,28 +79,33 @@ TEST_F(StationPlan, asksTheOperatorBehindEachTest) {
     EXPECT_THAT(readFile(attempt(1) / "lines.txt"), HasSubstr("面板测试开始"));
 }
 
-// Ctrl-C and a terminal that goes away, at the question.
+// Ctrl-C, a terminal that goes away, and one that goes away from a station that is to outlive it.
 TEST_F(StationPlan, aQuestionWithoutAnAnswerIsNoPass) {
-    for (const bool hangUp : {false, true}) {
+    for (const std::string end : {"stop", "hang up", "outlive"}) {
+        SCOPED_TRACE(end);
         fs::remove_all(bench / "results");
+        (void)signal(SIGHUP, end == "outlive" ? SIG_IGN : SIG_DFL);
         int terminal = -1;
         const pid_t child = startOnTerminal(onlyWords({"buzzer", "network"}), terminal);
         host::Descriptor closer(terminal);
         (void)readUntil(terminal, "[y/n] ");
-        if (hangUp) {
-            closer.close();
-        } else {
+        if (end == "stop") {
             EXPECT_EQ(write(terminal, "\x03", 1), 1);
-            const std::string shown = readUntil(terminal, "/record.json");
+            (void)readUntil(terminal, "/record.json");
             termios attributes = {};
             EXPECT_EQ(tcgetattr(terminal, &attributes), 0);
             EXPECT_NE(attributes.c_lflag & ICANON, 0U);
+        } else {
+            closer.close();
         }
         EXPECT_EQ(statusOf(child), 3);
-        EXPECT_EQ(record(1)["outcome"], "incomplete");
+        EXPECT_EQ(record(1)["outcome"], end == "outlive" ? "needs-person" : "incomplete");
         EXPECT_EQ(item(record(1), "buzzer")["outcome"], "needs-person");
-        EXPECT_EQ(record(1)["reasons"][0], "the station was stopped before the plan's end");
+        EXPECT_EQ(settle("7/1", "buzzer", "pass"), end == "outlive" ? 3 : 2);
+        EXPECT_THAT(record(1)["reasons"][0].get<std::string>(),
+                    HasSubstr(end == "outlive" ? "only a part" : "stopped before the plan's end"));
     }
+    (void)signal(SIGHUP, SIG_DFL);
 }
 
 TEST_F(StationPlan, aKillBetweenTwoPartsLeavesAReadableRecordThatIsNoPass) {
@@ -182,6 +187,59 @@ TEST(StationPlanWords, aSingleTestTakesThePlaceOfTheFullRun) {
               (Words{"r8", "-o", "10", "3", "x"}));
     EXPECT_THROW((void)commandOf({.test = 12}, command), WrongUse);
     EXPECT_THROW((void)commandOf({.test = 2}, {"r8"}), WrongUse);
+}
+
+// One attempt, one record, one verdict; then the gate, by which the same unit and its twin are known.
+TEST_F(StationPlan, runsAProductsPlanThroughItsGate) {
+    const std::string product = file("p.toml",
+                                     "[unit]\nserial = \"[0-9]\"\nfailedAttempts = 0\n"
+                                     "[[test]]\nnumber = 2\nwhen = \"before\"\nask = true\n"
+                                     "[[test]]\nnumber = 4\ncount = 2\n[[test]]\nnumber = 9\n");
+    const auto run = [&](const std::string& unit, const std::vector<std::string>& more = {},
+                         const std::string& scenario = "healthy") {
+        std::vector<std::string> words = onlyWords({});
+        words[2] = unit;
+        *std::find(words.begin(), words.end(), "healthy") = scenario;
+        words.insert(words.begin() + 1, {"--product", product});
+        words.insert(words.begin() + 1, more.begin(), more.end());
+        return station(words);
+    };
+    EXPECT_EQ(run("x"), 2);
+    EXPECT_FALSE(fs::exists(bench / "results"));
+    EXPECT_EQ(run("7"), 3) << output();
+    std::vector<std::string> names;
+    const Json first = record(1);
+    for (const Json& one : first["items"]) {
+        names.push_back(one["name"]);
+    }
+    EXPECT_THAT(names, testing::ElementsAre("network", "rs485", "alarm", "usb", "cpld", "sata", "clock",
+                                            "buzzer", "rs485-loopback", "watchdog"));
+    EXPECT_EQ(item(record(1), "rs485-loopback")["measured"]["blocks"], 2);
+    EXPECT_EQ(record(1)["outcome"], "needs-person");
+    EXPECT_THAT(readFile(attempt(1) / "junit.xml"), HasSubstr("skipped=\"2\""));
+    EXPECT_EQ(settle("7/1", "buzzer", "pass"), 3);
+    EXPECT_EQ(settle("7/1", "watchdog", "pass"), 0);
+
+    EXPECT_EQ(run("7"), 2);
+    EXPECT_THAT(output(), HasSubstr("unit 7 has passed already, with attempt 1; --again"));
+    EXPECT_FALSE(fs::exists(attempt(2)));
+    EXPECT_EQ(run("7", {"--again"}), 3);
+    EXPECT_EQ(record(2)["overrides"][0]["option"], "--again");
+    EXPECT_EQ(run("7", {"--again"}, "faulty-drive-missing"), 1);
+    EXPECT_EQ(run("7", {"--again"}), 2);
+    EXPECT_THAT(output(), HasSubstr("--repaired"));
+    EXPECT_EQ(run("7", {"--again", "--repaired", "port 2"}), 3);
+    EXPECT_EQ(record(4)["repaired"], "port 2");
+
+    EXPECT_EQ(run("8"), 1);
+    EXPECT_EQ(item(record(1, "8"), "network")["reason"],
+              "another unit's MAC address: 00:1a:2b:3c:4d:5f, unit 7");
+    EXPECT_THAT(item(record(1, "8"), "network")["reasons"][0]["zh"].get<std::string>(),
+                HasSubstr("另一台设备"));
+    std::ofstream(attempt(1, "8") / "record.json") << "{";
+    EXPECT_EQ(run("9", {}), 3);
+    EXPECT_EQ(record(1, "9")["outcome"],
+              item(record(1, "9"), "network")["outcome"] == "failed" ? "failed" : "incomplete");
 }
 
 // A gate asks for each thing in turn, and an option opens it and is kept.

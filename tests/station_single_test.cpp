@@ -84,6 +84,19 @@ TEST_F(StationSingle, hasTheOutcomeThatAPersonWouldGiveIt) {
     }
 }
 
+// The command's standard output is the console then.
+TEST_F(StationSingle, comesThroughACommandOfTheCallers) {
+    const std::string script =
+        file("way", "[ \"$1 $2 $3\" = '-o 4 x' ] || exit 9\nprintf '" +
+                        gbk("正确:    1024字节  \\n错误:    0字节 \\n") + "'\necho on standard error >&2\n");
+    EXPECT_EQ(station({"run", "--unit", "7", "--results", bench / "results", "--records", "stdout", "--only",
+                       "rs485-loopback", "--", "/bin/sh", script, "netR8test", "x"}),
+              3);
+    EXPECT_EQ(item(record(1), "rs485-loopback")["outcome"], "passed");
+    EXPECT_THAT(readFile(attempt(1) / "lines.txt"), HasSubstr("console on standard error"));
+    EXPECT_EQ(readFile(attempt(1) / "stream.raw"), "");
+}
+
 // What a single test prints where no board of ours does, and how the tool ended.
 TEST(StationSingleLines, areWorthOnlyWhatTheySay) {
     const std::string start = "面板测试开始";

@@ -28,10 +28,10 @@ bool isPattern(const std::string& pattern);
 
 // What a value has to be; all that is set has to hold. Empty limits hold for every value that is there.
 struct Limit {
-    std::optional<Value> minimum;
-    std::optional<Value> maximum;
-    std::optional<Value> expected;
-    std::optional<std::string> pattern;  // see matchesPattern
+    std::optional<Value> minimum = {};
+    std::optional<Value> maximum = {};
+    std::optional<Value> expected = {};
+    std::optional<std::string> pattern = {};  // see matchesPattern
 
     // Whether the value is inside. A value of another kind than the limit is outside.
     bool holds(const Value& value) const;

@@ -27,7 +27,7 @@ std::array<Item, itemCount> itemsBeforeTheRun() {
 }
 
 bool Item::isOfThisBoard() const {
-    return isPart && (row->presence != Presence::whereNamed || verdict.has_value());
+    return isPart && (row->presence != Presence::whereNamed || verdict.has_value() || wanted);
 }
 
 const ItemRow* itemWith(std::string_view ItemRow::*field, std::string_view text) {

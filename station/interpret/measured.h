@@ -99,6 +99,9 @@ struct Usb {
 
 struct BoardDescription {
     std::vector<std::pair<std::string, std::string>> labels;  // with their values; each label once
+    // What stands there without a label, which the record's values do not hold.
+    std::optional<std::string> chip;
+    std::optional<std::string> memory;
 
     static const ItemRow row;
     void fields(auto&& field) const {

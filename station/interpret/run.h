@@ -10,6 +10,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "station/interpret/check.h"
 #include "station/interpret/measured.h"
 
 namespace station {
@@ -62,6 +63,9 @@ struct Item {
     bool checked = false;         // a line of the step shows that something was looked at
     std::string contradiction;    // a line that does not go with a summary that says passed
     std::string broken;           // the first line that should say something and does not
+    bool wanted = false;          // the product has it, though this board may not
+    std::vector<Check> checks;    // of its values against the product's limits
+    std::vector<Words> reasons;   // why it failed or is incomplete: what, measured, expected
 
     bool isOfThisBoard() const;  // belongs to its run, on this board, at all
 };

@@ -14,6 +14,7 @@
 #include "station/keep/files.h"
 #include "station/keep/junit_xml.h"
 #include "station/keep/record_json.h"
+#include "station/keep/utc_time.h"
 
 namespace station {
 
@@ -136,6 +137,7 @@ void Attempt::appendLine(const Line& line) {
 }
 
 void Attempt::finish(TestRun& run, const ToolEnd& end, std::uint64_t streamRecords, bool torn) {
+    info_.ended = utcNow();
     for (const host::Descriptor* const file : {&stream_, &lines_}) {
         if (fsync(file->get()) != 0) {
             remember(errno);

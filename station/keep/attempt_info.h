@@ -21,17 +21,35 @@ struct GateOverride {
     std::string gate, option, text;
 };
 
+// Where and by whom a unit is tested, for the trace; empty where nobody said.
+struct StationInfo {
+    std::string version;
+    std::string name;
+    std::string fixture;
+    std::string operatorName;
+    std::string lot;
+};
+
+// The file that said what a good unit is.
+struct ProductInfo {
+    std::string name;
+    std::string sha256;
+};
+
 // What is known about an attempt before it starts.
 struct AttemptInfo {
+    std::string id;                   // UUID, lower case
     std::optional<std::string> unit;  // none on a bench
     int number = 0;
     std::string started;               // UTC, ISO 8601
+    std::string ended;                 // the same; empty while it runs
     std::vector<std::string> command;  // as given
     std::string toolPath;              // empty when there is no tool to look at
     std::string toolSha256;            // lower-case hexadecimal; empty when it is not known
     std::optional<LinkInfo> link;      // none for a process of this machine
-    std::string operatorName;          // empty: nobody said
-    std::string repaired;              // the note of a repair; empty: none
+    StationInfo station;
+    std::optional<ProductInfo> product;  // none: nothing told the station what to expect
+    std::string repaired;                // the note of a repair; empty: none
     std::vector<GateOverride> overrides;
     std::function<std::string()> historyFrom;  // who has told so far what was before; empty: nobody was asked
     std::vector<std::string> only;             // items, when only a part of the plan is run

@@ -54,11 +54,20 @@ double secondsOf(const TestRun& run, std::string_view name) {
     return 0;
 }
 
+// Both languages: who reads it is not known.
+std::string messageOf(const Item& item) {
+    std::string message;
+    for (const Words& words : item.reasons) {
+        message += (message.empty() ? "" : "; ") + words.zh + " / " + words.en;
+    }
+    return message.empty() ? item.reason : message;
+}
+
 void addItems(const TestRun& run, std::vector<Case>& cases) {
     for (const Item& item : run.items) {
         if (item.isOfThisBoard()) {
             const std::string name(item.row->name);
-            cases.push_back({name, item.outcome, item.reason, secondsOf(run, name)});
+            cases.push_back({name, item.outcome, messageOf(item), secondsOf(run, name)});
         }
     }
     for (const TestRun& single : run.singles) {

@@ -77,11 +77,43 @@ Json boardJson(const Board& board) {
     return json;
 }
 
+Json valueJson(const Value& value) {
+    return std::visit([](const auto& one) { return Json(one); }, value);
+}
+
+Json wordsJson(const std::vector<Words>& reasons) {
+    Json json = Json::array();
+    for (const Words& words : reasons) {
+        json.push_back({{"zh", words.zh}, {"en", words.en}});
+    }
+    return json;
+}
+
+Json checkJson(const Check& check) {
+    Json json = {{"value", check.value}, {"measured", check.measured ? valueJson(*check.measured) : Json()}};
+    for (const auto& [key, limit] : {std::pair("minimum", &check.limit.minimum),
+                                     {"maximum", &check.limit.maximum},
+                                     {"expected", &check.limit.expected}}) {
+        if (*limit) {
+            json[key] = valueJson(**limit);
+        }
+    }
+    add(json, "pattern", check.limit.pattern);
+    json["passed"] = check.passed;
+    return json;
+}
+
 Json itemJson(const Item& item, const Json& measured) {
     Json json = {
         {"name", item.row->name}, {"title", item.row->title}, {"outcome", outcomeName(item.outcome)}};
     addUnlessEmpty(json, "reason", item.reason);
     json["measured"] = measured;
+    if (!item.reasons.empty()) {
+        json["reasons"] = wordsJson(item.reasons);
+    }
+    for (const Check& check : item.checks) {
+        json["checks"].push_back(checkJson(check));
+    }
     return json;
 }
 
@@ -149,6 +181,19 @@ Json linkJson(const LinkInfo& link) {
     return json;
 }
 
+Json stationJson(const StationInfo& station) {
+    Json json = {{"version", station.version}};
+    addUnlessEmpty(json, "name", station.name);
+    addUnlessEmpty(json, "fixture", station.fixture);
+    addUnlessEmpty(json, "operator", station.operatorName);
+    addUnlessEmpty(json, "lot", station.lot);
+    return json;
+}
+
+Json productJson(const std::optional<ProductInfo>& product) {
+    return product ? Json({{"name", product->name}, {"sha256", product->sha256}}) : Json();
+}
+
 Json toolJson(const AttemptInfo& info, const ToolEnd& end) {
     Json tool = {{"path", nullptr}, {"sha256", nullptr}, {"exitStatus", nullptr}, {"signal", nullptr}};
     addUnlessEmpty(tool, "path", info.toolPath);
@@ -168,12 +213,16 @@ std::string recordJson(const AttemptInfo& info, const TestRun& run, const ToolEn
                        const StreamCounts& stream) {
     Json record = {
         {"version", recordVersion},
+        {"id", info.id},
         {"unit", info.unit ? Json(*info.unit) : Json()},
         {"attempt", info.number},
         {"outcome", outcomeName(run.outcome)},
         {"reasons", run.reasons},
         {"started", info.started},
+        {"ended", info.ended.empty() ? Json() : Json(info.ended)},
         {"durationSeconds", milliseconds(run.seconds)},
+        {"station", stationJson(info.station)},
+        {"product", productJson(info.product)},
         {"command", info.command},
         {"tool", toolJson(info, end)},
         {"board", boardJson(run.board)},

@@ -7,7 +7,7 @@
 
 namespace station {
 
-constexpr int recordVersion = 1;  // of docs/record.schema.json
+constexpr int recordVersion = 2;  // of docs/record.schema.json
 
 // The record as docs/record.schema.json describes it, UTF-8 with a line break at the end. Times are in
 // seconds, to the millisecond.

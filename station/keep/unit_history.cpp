@@ -52,9 +52,14 @@ Json parseRecord(const fs::path& path) {
     return Json::parse(readFile(path), checkDepth);
 }
 
+// Version 2 has all of version 1.
+bool isKnownVersion(const Json& version) {
+    return version.is_number_integer() && version >= 1 && version <= recordVersion;
+}
+
 // Whether the page and the table can show it.
 bool isRecord(const Json& record) {
-    return record.is_object() && record.value("version", Json()) == recordVersion &&
+    return record.is_object() && isKnownVersion(record.value("version", Json())) &&
            isListOf(record.value("items", Json()), isItem) &&
            isListOf(record.value("steps", Json()), isStep) && record.value("reasons", Json()).is_array() &&
            record.value("started", Json()).is_string();

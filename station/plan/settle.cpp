@@ -94,6 +94,10 @@ void settleOutcomeOf(Json& record) {
     record["outcome"] = outcomeName(outcome);
 }
 
+std::string reasonOf(const SettleRequest& request) {
+    return request.by + " says that it is not right";
+}
+
 void settleIn(Json& record, const SettleRequest& request) {
     Json& items = record["items"];
     const auto found = std::find_if(items.begin(), items.end(), [&request](const Json& item) {
@@ -105,8 +109,12 @@ void settleIn(Json& record, const SettleRequest& request) {
     const std::string_view outcome = outcomeName(request.passed ? Outcome::passed : Outcome::failed);
     (*found)["outcome"] = outcome;
     found->erase("reason");
+    found->erase("reasons");
     if (!request.passed) {
-        (*found)["reason"] = request.by + " says that it is not right";
+        (*found)["reason"] = reasonOf(request);
+        (*found)["reasons"].push_back(
+            {{"zh", textOf(*found, "title") + ": " + request.by + " 判定不合格, 应合格"},
+             {"en", reasonOf(request)}});
     }
     record["settled"].push_back(
         {{"item", request.item}, {"outcome", outcome}, {"by", request.by}, {"at", utcNow()}});
@@ -131,8 +139,7 @@ std::string settledJunit(const fs::path& path, const SettleRequest& request) {
         if (one.attribute("name").value() == request.item && one.child("skipped")) {
             one.remove_child("skipped");
             if (!request.passed) {
-                const std::string message = request.by + " says that it is not right";
-                one.append_child("failure").append_attribute("message") = message.c_str();
+                one.append_child("failure").append_attribute("message") = reasonOf(request).c_str();
             }
             break;
         }

@@ -47,7 +47,7 @@ void checkAddresses(TestRun& run, const OwnerOfMac& ownerOfMac) {
         for (const std::string& mac : ownerOfMac ? run.board.macs : std::vector<std::string>()) {
             const std::string owner = ownerOfMac(mac);
             if (!owner.empty()) {
-                failNetwork(run, "MAC " + mac + " belongs to unit " + owner);
+                failNetwork(run, "another unit's MAC address: " + mac + ", unit " + owner);
             }
         }
     } catch (const std::exception& error) {

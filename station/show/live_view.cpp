@@ -10,7 +10,7 @@ namespace station {
 namespace {
 
 constexpr int stepsOfFullRun = 7;  // with every step present
-constexpr const char* plainColour = "\033[0m";
+constexpr const char* usualColour = "\033[0m";
 constexpr const char* runningColour = "\033[1;36m";  // cyan: red and green are verdicts
 constexpr const char* eraseLine = "\r\033[K";
 
@@ -76,6 +76,12 @@ void LiveView::showPart(std::size_t index, double now, bool isFullRun) {
     (void)fflush(output_);
 }
 
+void LiveView::showNotice(const Words& notice) {
+    eraseStatus();
+    (void)fprintf(output_, "! %s\n", (language_ == Language::english ? notice.en : notice.zh).c_str());
+    (void)fflush(output_);
+}
+
 void LiveView::showStep(const Step& step) {
     stepNumber_ = std::max(stepNumber_, step.number);
     stepTitle_ = titleOf(step.name, step.title);
@@ -116,7 +122,7 @@ void LiveView::showStatus(double now) {
     }
     const std::string text = clipToWidth(statusText(now), terminalColumns(output_) - 1);
     if (text != shownStatus_) {
-        (void)fprintf(output_, "%s%s%s%s", eraseLine, runningColour, text.c_str(), plainColour);
+        (void)fprintf(output_, "%s%s%s%s", eraseLine, runningColour, text.c_str(), usualColour);
         (void)fflush(output_);
         shownStatus_ = text;
     }
@@ -126,14 +132,19 @@ void LiveView::row(Outcome outcome, const std::string& text) {
     const OutcomeLook& look = lookOf(outcome);
     const char* const word = language_ == Language::english ? look.english : look.chinese;
     (void)fprintf(output_, "%s%s %s%s  %s\n", terminal_ ? look.colour : "", look.sign,
-                  padToWidth(word, 14).c_str(), terminal_ ? plainColour : "", text.c_str());
+                  padToWidth(word, 14).c_str(), terminal_ ? usualColour : "", text.c_str());
 }
 
 void LiveView::showItems(const TestRun& run) {
     for (const Item& item : run.items) {
         if (item.isOfThisBoard()) {
+            const std::string title = titleOf(item.row->name, item.row->title);
             row(item.outcome,
-                titleOf(item.row->name, item.row->title) + (item.reason.empty() ? "" : ": " + item.reason));
+                title + (item.reason.empty() || !item.reasons.empty() ? "" : ": " + item.reason));
+            for (const Words& words : item.reasons) {
+                (void)fprintf(output_, "    %s\n",
+                              (language_ == Language::english ? words.en : words.zh).c_str());
+            }
         }
     }
     for (const TestRun& single : run.singles) {

@@ -23,6 +23,9 @@ class LiveView {
     void showPlan(const std::vector<std::string>& titles);
     void showPart(std::size_t index, double now, bool isFullRun);
 
+    // A line of the station's own.
+    void showNotice(const Words& notice);
+
     void showStep(const Step& step);  // has begun
     void showLine(const Line& line);
 

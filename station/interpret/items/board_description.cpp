@@ -7,6 +7,18 @@ namespace station {
 
 namespace {
 
+// "1GB(2片4Gb,1个32bit接口)", "NB-5071-3"
+void readUnlabelled(BoardDescription& description, std::string_view line) {
+    std::int64_t size = 0;
+    LineScanner gibibytes{line};
+    LineScanner mebibytes{line};
+    if (gibibytes.number(size).text("GB(") || mebibytes.number(size).text("MB(")) {
+        description.memory = line;
+    } else if (line.starts_with("NB-")) {
+        description.chip = line;
+    }
+}
+
 // "label:value". Also what the board has to have: its identity, and the number of USB ports.
 void readLine(TestRun& run, std::string_view line) {
     Item& item = run.item<BoardDescription>();
@@ -15,7 +27,7 @@ void readLine(TestRun& run, std::string_view line) {
     }
     const std::size_t colon = line.find(':');
     if (colon == std::string_view::npos) {
-        return;
+        return readUnlabelled(run.values<BoardDescription>(), line);
     }
     const std::string label(line.substr(0, colon));
     const std::string value(line.substr(colon + 1));

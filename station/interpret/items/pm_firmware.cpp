@@ -72,7 +72,8 @@ std::string lacks(const TestRun& run) {
     if (values.lists != run.repetitions || listedChips(values) != chipsOf(values.diskPorts)) {
         return "not every chip has its line";
     }
-    return values.chipsNotTested ? std::to_string(*values.chipsNotTested) + " chips were not tested" : "";
+    return values.chipsNotTested ? "chips that were not tested: " + std::to_string(*values.chipsNotTested)
+                                 : "";
 }
 
 }  // namespace
