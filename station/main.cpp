@@ -44,6 +44,8 @@ int dispatch(int argc, char** argv) {
             return thenSync(line.options, settleNow(line.options));
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::exportResults:
+            return exportResults(line.options.ofResults);
         case Task::sync:
             return syncResults(line.options.ofResults.sync);
         default:
