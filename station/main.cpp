@@ -6,7 +6,9 @@
 #include <iostream>
 
 #include "station/command_line.h"
+#include "station/keep/record_lines.h"
 #include "station/link/tool_process.h"
+#include "station/product/first_product.h"
 #include "station/results_tasks.h"
 #include "station/sync/sync_task.h"
 #include "station/tool_runs.h"
@@ -30,6 +32,15 @@ ExitStatus thenSync(const Options& options, ExitStatus status) {
     return status;
 }
 
+ExitStatus printProduct(const Options& options) {
+    const RecordedRun good = readPassedRun(options.goodUnit);
+    std::cout << firstProduct(good.unit, good.run, good.singleItems) << std::flush;
+    if (!std::cout) {
+        throw WrongUse("the product file could not be written");
+    }
+    return exitPassed;
+}
+
 int dispatch(int argc, char** argv) {
     const CommandLine line = parseCommandLine(argc, argv);
     if (line.status) {
@@ -42,6 +53,8 @@ int dispatch(int argc, char** argv) {
             return thenSync(line.options, readRecords(line.options));
         case Task::settle:
             return thenSync(line.options, settleNow(line.options));
+        case Task::product:
+            return printProduct(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
         case Task::sync:

@@ -115,7 +115,8 @@ Words expectedWords(const ElementCheck& one) {
 
 // "card2" of the cards is "2"; a drive keeps its name.
 Words shortName(const ElementCheck& one) {
-    std::string name = one.element;
+    // Of a list in which nothing was seen there is no name.
+    std::string name = one.row != nullptr && one.element == one.row->list ? "" : one.element;
     for (const std::string_view prefix : {"card", "pairs", "mac"}) {
         if (name.starts_with(prefix) && name.size() > prefix.size()) {
             name.erase(0, prefix.size());
@@ -130,7 +131,8 @@ Words nameOf(const Item& item, const std::vector<ElementCheck>& group) {
         std::find_if(group.begin(), group.end(), [](const ElementCheck& one) { return one.row != nullptr; });
     const ElementCheck& first = group.front();
     if (withRow != group.end()) {
-        return filled(withRow->row->name, shortName(*withRow));
+        const Words name = filled(withRow->row->name, shortName(*withRow));
+        return {std::string(trimmed(name.zh)), std::string(trimmed(name.en))};
     }
     if (isAddress(first)) {
         return filled(WordsView{"MAC地址{}", "MAC address {}"}, shortName(first));
@@ -200,7 +202,6 @@ Words reasonInWords(const Item& item) {
          "操作员判定面板灯或按键不对, 应都对"},
         {"the operator saw no restart", "操作员没有看到重新启动, 应重新启动"},
         {"the board did not come back, newly started, in time", "设备没有在时限内重新启动, 应重新启动"},
-        {"another unit's MAC address: ", "MAC地址属于另一台设备, 应只属于本机: "},
         {"the tool did not end in time", "工具没有在时限内结束, 应结束"},
         {"the tool ended with status ", "工具异常退出, 应正常退出: "},
         {"the tool was killed by signal ", "工具被信号终止, 应正常退出: "},
