@@ -192,7 +192,6 @@ Words reasonInWords(const Item& item) {
         {"not every port has a line", "不是每个接口都有一行, 应都有"},
         {"lines of the drives do not agree with their number", "硬盘各行与个数不符, 应相符"},
         {"the number of ports and what was found do not agree", "接口个数与找到的个数不符, 应相符"},
-        {"the line on USB 3.0 did not come", "没有USB3.0的结果, 应有结果"},
         {"the panel answered in ", "面板应答次数不够, 应每次应答: "},
         {"not every block has its result", "不是每块数据都有结果, 应都有"},
         {"not every chip has its line", "不是每个芯片都有结果, 应都有"},
