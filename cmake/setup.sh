@@ -130,7 +130,7 @@ buildPreset() {
     preset=$1
     shift
     hint="building build/$preset anew where sources have changed"
-    [ -d "build/$preset/bin" ] || hint="building build/$preset (the first time takes a minute or two)"
+    [ -d "build/$preset/bin" ] || hint="building build/$preset (the first time takes half a minute to a minute)"
     configurePreset "$preset"
     runLogged "build/$preset/build.log" "$hint" cmake --build --preset "$preset" ${1:+--target "$@"}
 }

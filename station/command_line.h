@@ -13,7 +13,7 @@
 
 namespace station {
 
-enum class Task { run, read, report, index, settle, sync };
+enum class Task { run, read, report, index, settle, product, sync };
 
 struct Options {
     Task task = Task::run;
@@ -36,6 +36,7 @@ struct Options {
     SettleRequest settle;  // without its results and its verdict
     std::string settleVerdict;
     StationInfo station;      // without its version
+    std::string goodUnit;     // folder of the attempt that a product file is made from
     std::string stationFile;  // empty: the usual one
     std::vector<std::string> command;
     std::string database;  // of many stations, where attempts go as well; empty: none

@@ -27,7 +27,8 @@ void addResultsCommands(CLI::App& app, ResultsOptions& options) {
     addSelection(*report, options);
     report->add_option("--from", options.database,
                        "of this database, postgresql://..., instead of the folder");
-    report->add_option("--html", options.page, "where the page goes [FOLDER/report.html]");
+    report->add_option("--html", options.page,
+                       "where the page goes [FOLDER/report.html; with --from: nowhere]");
     CLI::Option* const csv = report->add_flag("--csv", options.csv, "every unit as CSV; no page");
     report->add_flag("--json", options.json, "figures and every unit as JSON; no page")->excludes(csv);
     CLI::App* const index = app.add_subcommand("index", "brings the index beside the records up to date");

@@ -52,7 +52,11 @@ ExitStatus reportDatabase(const ResultsOptions& options) {
     Postgres database(options.database, patienceOfPeople);
     requireSchema(database);
     const Transaction moment(database, "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
-    writeReportOf(database, wishOf(options), std::cout);
+    ReportWish wish = wishOf(options);
+    wish.page = options.page;
+    if (writeReportOf(database, wish, std::cout)) {
+        std::cout << wish.page.string() << '\n';
+    }
     requireOutput();
     return exitPassed;
 }

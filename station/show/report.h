@@ -24,7 +24,8 @@ struct ReportWish {
 // written. Throws std::system_error when the folder can't be read or the page can't be written.
 bool writeReport(const std::filesystem::path& results, const ReportWish& wish, std::ostream& output);
 
-// The table or the list of any database with the tables of station/store/schema.h. Throws DatabaseError.
-void writeReportOf(Database& database, const ReportWish& wish, std::ostream& output);
+// The same of any database with the tables of station/store/schema.h; a page only where the wish names one,
+// and without links to folders, which are elsewhere. Throws DatabaseError.
+bool writeReportOf(Database& database, const ReportWish& wish, std::ostream& output);
 
 }  // namespace station

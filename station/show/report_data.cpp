@@ -1,6 +1,7 @@
 #include "station/show/report_data.h"
 
 #include <algorithm>
+#include <map>
 
 namespace station {
 
@@ -65,17 +66,22 @@ OtherRuns readOthers(Database& database, const SelectedSource& selected) {
     return others;
 }
 
-void addAttempt(UnitLine& line, const Row& row) {
+std::string_view kept(ReportData& data, std::string_view text) {
+    const auto found = data.texts.find(text);
+    return found != data.texts.end() ? *found : *data.texts.emplace(text).first;
+}
+
+void addAttempt(ReportData& data, const Row& row) {
+    UnitLine& line = data.units.back();
     const bool isRunning = row.integer(7) != 0;
-    const std::string outcome = isRunning ? "running" : std::string(row.text(4));
+    const std::string_view outcome = kept(data, isRunning ? "running" : row.text(4));
     line.first = line.attempts == 0 ? outcome : line.first;
     line.last = outcome;
     ++line.attempts;
     line.lastStarted = row.integer(3);
     line.lastAttempt = row.text(1);
-    line.product = row.text(5);
-    line.station = row.text(6);
-    line.running = isRunning;
+    line.product = kept(data, row.text(5));
+    line.station = kept(data, row.text(6));
 }
 
 // Both answers are ordered by the unit.
@@ -84,16 +90,21 @@ void readUnits(ReportData& data, Database& database, const SelectedSource& selec
         if (data.units.empty() || data.units.back().unit != row.text(0)) {
             data.units.emplace_back().unit = row.text(0);
         }
-        addAttempt(data.units.back(), row);
+        addAttempt(data, row);
         data.firstStart = data.firstStart == 0 ? row.integer(3) : std::min(data.firstStart, row.integer(3));
         data.lastStart = std::max(data.lastStart, row.integer(3));
     });
     auto unit = data.units.begin();
+    std::string failed;
     database.query(failedItems(selected.source), selected.parameters, [&](const Row& row) {
-        unit = std::find_if(unit, data.units.end(),
-                            [&](const UnitLine& line) { return line.unit == row.text(0); });
+        if (unit != data.units.end() && unit->unit != row.text(0)) {
+            failed.clear();
+            unit = std::find_if(unit, data.units.end(),
+                                [&](const UnitLine& line) { return line.unit == row.text(0); });
+        }
         if (unit != data.units.end() && unit->lastAttempt == row.text(1)) {
-            unit->failed += (unit->failed.empty() ? "" : ", ") + std::string(row.text(2));
+            failed += (failed.empty() ? "" : ", ") + std::string(row.text(2));
+            unit->failed = kept(data, failed);
         }
     });
     std::sort(data.units.begin(), data.units.end(), [](const UnitLine& one, const UnitLine& other) {

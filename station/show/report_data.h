@@ -3,24 +3,26 @@
 // What the report shows, asked of a database: the index beside the folders, or one of many stations.
 
 #include <cstdint>
-#include <map>
+#include <deque>
+#include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "station/store/figures.h"
 
 namespace station {
 
-// A unit's attempts in one line. Trials on a bench are one unit without a name.
+// A unit's attempts in one line. Trials on a bench are one unit without a name. There may be a hundred
+// thousand, so texts that come again and again stand once, in the report's texts.
 struct UnitLine {
     std::string unit;
     std::int64_t attempts = 0;
-    std::string first, last;  // outcomes
+    std::string_view first, last;  // outcomes
     std::int64_t lastStarted = 0;
-    std::string lastAttempt;       // id
-    std::string product, station;  // of the last
-    bool running = false;
-    std::string failed;  // items of the last, with commas between them
+    std::string lastAttempt;            // id
+    std::string_view product, station;  // of the last
+    std::string_view failed;            // items of the last, with commas between them
 };
 
 struct Totals {
@@ -54,11 +56,16 @@ struct OtherRuns {
 };
 
 struct ReportData {
+    ReportData() = default;
+    ReportData(ReportData&&) = default;
+    ReportData& operator=(ReportData&&) = default;
+
+    std::set<std::string, std::less<>> texts;
     Totals totals;
     OtherRuns others;
     std::vector<ItemFailures> items;         // the most frequent first; only those that have failed
     std::vector<IncompleteRuns> incomplete;  // the same
-    std::vector<UnitLine> units;             // the one that was tested last first
+    std::deque<UnitLine> units;              // the one that was tested last first
     std::int64_t firstStart = 0, lastStart = 0;
 };
 

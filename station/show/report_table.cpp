@@ -16,7 +16,7 @@ constexpr std::size_t unitsInTable = 200;  // more than a person reads on a term
 constexpr std::size_t mostNamed = 10;
 
 // A terminal does what control characters say, and a line break would add a row.
-std::string cell(const std::string& text) {
+std::string cell(std::string_view text) {
     std::string line = utf8FromEither(text);
     std::replace_if(
         line.begin(), line.end(), [](char c) { return c == '\n' || c == '\t'; }, ' ');
@@ -139,8 +139,9 @@ void printCsv(std::ostream& output, const ReportData& data) {
                           "station", "failed"});
     for (const UnitLine& unit : data.units) {
         writeCsvLine(output,
-                     {unit.unit, std::to_string(unit.attempts), unit.first, unit.last,
-                      utcTime(unit.lastStarted), unit.lastAttempt, unit.product, unit.station, unit.failed});
+                     {unit.unit, std::to_string(unit.attempts), std::string(unit.first),
+                      std::string(unit.last), utcTime(unit.lastStarted), unit.lastAttempt,
+                      std::string(unit.product), std::string(unit.station), std::string(unit.failed)});
     }
 }
 
@@ -158,7 +159,7 @@ void printJson(std::ostream& output, const ReportData& data, const std::vector<U
     const std::string head = document.dump(-1, ' ', false, Json::error_handler_t::replace);
     output << head.substr(0, head.size() - 1) << ",\"units\":[";  // unit by unit: there may be many
     for (const UnitLine& unit : data.units) {
-        output << (&unit == data.units.data() ? "\n" : ",\n")
+        output << (&unit == &data.units.front() ? "\n" : ",\n")
                << unitJson(unit).dump(-1, ' ', false, Json::error_handler_t::replace);
     }
     output << "\n]}\n";

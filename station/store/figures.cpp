@@ -1,7 +1,6 @@
 #include "station/store/figures.h"
 
 #include <ctime>
-#include <vector>
 
 namespace station {
 
@@ -82,17 +81,25 @@ SelectedSource selectedSource(const Selection& selection) {
     return selected;
 }
 
-std::string localDay(std::int64_t first, std::int64_t last) {
-    std::string cases;
-    std::int64_t offset = offsetAt(first);
+std::vector<ZoneOffset> zoneOffsets(std::int64_t first, std::int64_t last) {
+    std::vector<ZoneOffset> offsets = {{first, offsetAt(first)}};
     for (std::int64_t day = first; day < last; day += secondsOfADay) {
-        if (const std::int64_t next = offsetAt(day + secondsOfADay); next != offset) {
-            const std::int64_t change = changeBetween(day, day + secondsOfADay);
-            cases += " WHEN started < " + std::to_string(change) + " THEN " + shiftedDay(offset);
-            offset = next;
+        if (const std::int64_t next = offsetAt(day + secondsOfADay); next != offsets.back().seconds) {
+            offsets.push_back({changeBetween(day, day + secondsOfADay), next});
         }
     }
-    return cases.empty() ? shiftedDay(offset) : "CASE" + cases + " ELSE " + shiftedDay(offset) + " END";
+    return offsets;
+}
+
+std::string localDay(std::int64_t first, std::int64_t last) {
+    const std::vector<ZoneOffset> offsets = zoneOffsets(first, last);
+    std::string cases;
+    for (std::size_t i = 1; i < offsets.size(); ++i) {
+        cases += " WHEN started < " + std::to_string(offsets[i].from) + " THEN " +
+                 shiftedDay(offsets[i - 1].seconds);
+    }
+    const std::string latest = shiftedDay(offsets.back().seconds);
+    return cases.empty() ? latest : "CASE" + cases + " ELSE " + latest + " END";
 }
 
 std::string yieldByDay(const FigureSource& source) {

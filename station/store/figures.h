@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "station/store/database.h"
 
@@ -31,6 +32,15 @@ struct SelectedSource {
     SqlValues parameters;
 };
 SelectedSource selectedSource(const Selection& selection);
+
+// From when on this machine's zone is so many seconds ahead of UTC.
+struct ZoneOffset {
+    std::int64_t from = 0;
+    std::int64_t seconds = 0;
+};
+
+// Those between two times, in their order; the first one begins with the first time.
+std::vector<ZoneOffset> zoneOffsets(std::int64_t first, std::int64_t last);
 
 // The day in the reader's time zone, right from the first start until the last, whatever its offset did
 // between them.
