@@ -66,6 +66,8 @@ int dispatch(int argc, char** argv) {
             return printProduct(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::exportResults:
+            return exportResults(line.options.ofResults);
         case Task::sync:
             return syncNow(line.options);
         default:

@@ -290,7 +290,8 @@ TEST_F(StationProductRun, theFirstProductOfAGoodUnitPassesIt) {
         Lines words = {"run",       "--unit",          unit,     "--clock", "auto",
                        "--results", bench / "results", "--fifo", fifo};
         words.insert(words.end(), more.begin(), more.end());
-        words.insert(words.end(), {"--", vboardProgram, scenario, "--fifo", fifo, "--raw", "--", "r8", "netR8test"});
+        words.insert(words.end(),
+                     {"--", vboardProgram, scenario, "--fifo", fifo, "--raw", "--", "r8", "netR8test"});
         return station(words);
     };
     EXPECT_EQ(run("77", {}, "healthy"), 0);
