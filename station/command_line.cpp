@@ -130,6 +130,11 @@ CommandLine parseCommandLine(int argc, char** argv) {
     addSettleOptions(*settle, options);
     addDatabaseOption(*settle, options.database);
 
+    CLI::App* const product = app.add_subcommand("product", "a first product file from a good unit");
+    product->add_option("--from", options.goodUnit, "folder of an attempt that passed")
+        ->type_name("FOLDER")
+        ->required();
+
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
     char** const commandMark = std::find_if(
@@ -145,6 +150,7 @@ CommandLine parseCommandLine(int argc, char** argv) {
     options.task = run->parsed()                  ? Task::run
                    : read->parsed()               ? Task::read
                    : settle->parsed()             ? Task::settle
+                   : product->parsed()            ? Task::product
                    : app.got_subcommand("index")  ? Task::index
                    : app.got_subcommand("export") ? Task::exportResults
                    : app.got_subcommand("sync")   ? Task::sync

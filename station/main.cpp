@@ -6,8 +6,11 @@
 #include <iostream>
 
 #include "station/command_line.h"
+#include "station/keep/record_lines.h"
 #include "station/link/tool_process.h"
+#include "station/product/first_product.h"
 #include "station/results_tasks.h"
+#include "station/station_identity.h"
 #include "station/sync/sync_task.h"
 #include "station/tool_runs.h"
 #include "station/wrong_use.h"
@@ -22,12 +25,29 @@ ExitStatus settleNow(const Options& options) {
     return settleItem(request);
 }
 
-// Whatever came out: the folder has more than before.
-ExitStatus thenSync(const Options& options, ExitStatus status) {
+// Whatever came out, the folder has more than before.
+ExitStatus withDatabase(Options options, ExitStatus (*task)(const Options&)) {
+    options.database = stationDatabase(options);
+    const ExitStatus status = task(options);
     if (!options.database.empty()) {
         startSync(options.results, options.database);
     }
     return status;
+}
+
+ExitStatus printProduct(const Options& options) {
+    const RecordedRun good = readPassedRun(options.goodUnit);
+    std::cout << firstProduct(good.unit, good.run, good.singleItems) << std::flush;
+    if (!std::cout) {
+        throw WrongUse("the product file could not be written");
+    }
+    return exitPassed;
+}
+
+ExitStatus syncNow(const Options& options) {
+    SyncOptions sync = options.ofResults.sync;
+    sync.address = sync.address.empty() ? stationDatabase(options) : sync.address;
+    return syncResults(sync);
 }
 
 int dispatch(int argc, char** argv) {
@@ -37,17 +57,19 @@ int dispatch(int argc, char** argv) {
     }
     switch (line.options.task) {
         case Task::run:
-            return thenSync(line.options, runTool(line.options));
+            return withDatabase(line.options, runTool);
         case Task::read:
-            return thenSync(line.options, readRecords(line.options));
+            return withDatabase(line.options, readRecords);
         case Task::settle:
-            return thenSync(line.options, settleNow(line.options));
+            return withDatabase(line.options, settleNow);
+        case Task::product:
+            return printProduct(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
         case Task::exportResults:
             return exportResults(line.options.ofResults);
         case Task::sync:
-            return syncResults(line.options.ofResults.sync);
+            return syncNow(line.options);
         default:
             return reportResults(line.options.ofResults);
     }

@@ -12,6 +12,7 @@
 #include "host/version.h"
 #include "station/interpret/text.h"
 #include "station/keep/files.h"
+#include "station/store/postgres.h"
 #include "station/wrong_use.h"
 
 namespace station {
@@ -45,18 +46,36 @@ constexpr Word words[] = {
     {"lot", "R8_STATION_LOT", &StationInfo::lot},
 };
 
-StationInfo readStationFile(const std::string& file) {
+struct StationFile {
     StationInfo info;
+    std::string database;
+};
+
+StationFile readStationFile(const std::string& file) {
+    StationFile result;
     if (file.empty()) {
-        return info;
+        return result;
     }
     const toml::table table = host::parseToml(readFile(file), file);
     host::Section section(table, file, "");
     for (const Word& word : words) {
-        section.text(word.key, info.*word.field);
+        section.text(word.key, result.info.*word.field);
+    }
+    section.text("database", result.database);
+    if (section.has("database") && !problemOfAddress(result.database).empty()) {
+        section.fail("database", "names none that may be used: " + problemOfAddress(result.database));
     }
     section.finish();
-    return info;
+    return result;
+}
+
+// What is wrong with the file, or why it can't be read, keeps a unit from being tested.
+StationFile stationFileOf(const Options& options) {
+    try {
+        return readStationFile(stationFile(options));
+    } catch (const std::runtime_error& error) {
+        throw WrongUse(error.what());
+    }
 }
 
 void requireText(const char* key, const std::string& text) {
@@ -70,12 +89,7 @@ void requireText(const char* key, const std::string& text) {
 }  // namespace
 
 StationInfo stationInfo(const Options& options) {
-    StationInfo info;
-    try {
-        info = readStationFile(stationFile(options));
-    } catch (const std::runtime_error& error) {  // of the file, or that it can't be read
-        throw WrongUse(error.what());
-    }
+    StationInfo info = stationFileOf(options).info;
     for (const Word& word : words) {
         const std::string& option = options.station.*word.field;
         const std::string variable = fromEnvironment(word.variable);
@@ -85,6 +99,10 @@ StationInfo stationInfo(const Options& options) {
     }
     info.version = host::r8Version();
     return info;
+}
+
+std::string stationDatabase(const Options& options) {
+    return options.database.empty() ? stationFileOf(options).database : options.database;
 }
 
 std::string newAttemptId() {

@@ -12,6 +12,10 @@ namespace station {
 // else /etc/r8/station.toml where there is one. Throws WrongUse.
 StationInfo stationInfo(const Options& options);
 
+// The database of many stations, in the same order (--database, R8_STATION_DATABASE, "database" in the file);
+// empty: there is none. Throws WrongUse.
+std::string stationDatabase(const Options& options);
+
 // A random UUID, lower case. Throws std::system_error.
 std::string newAttemptId();
 

@@ -115,7 +115,8 @@ Words expectedWords(const ElementCheck& one) {
 
 // "card2" of the cards is "2"; a drive keeps its name.
 Words shortName(const ElementCheck& one) {
-    std::string name = one.element;
+    // Of a list in which nothing was seen there is no name.
+    std::string name = one.row != nullptr && one.element == one.row->list ? "" : one.element;
     for (const std::string_view prefix : {"card", "pairs", "mac"}) {
         if (name.starts_with(prefix) && name.size() > prefix.size()) {
             name.erase(0, prefix.size());
@@ -130,7 +131,8 @@ Words nameOf(const Item& item, const std::vector<ElementCheck>& group) {
         std::find_if(group.begin(), group.end(), [](const ElementCheck& one) { return one.row != nullptr; });
     const ElementCheck& first = group.front();
     if (withRow != group.end()) {
-        return filled(withRow->row->name, shortName(*withRow));
+        const Words name = filled(withRow->row->name, shortName(*withRow));
+        return {std::string(trimmed(name.zh)), std::string(trimmed(name.en))};
     }
     if (isAddress(first)) {
         return filled(WordsView{"MAC地址{}", "MAC address {}"}, shortName(first));
