@@ -1,5 +1,5 @@
 # The board: 32-bit ARM, a compact C library (musl), one static program. R8_ARM_ABI is armhf (hardware floating
-# point) or armel. Debian's cross compiler brings its own C library; here its headers give way to musl's,
+# point), armel, or arm64 for a later board. Debian's cross compiler brings its own C library; here its headers give way to musl's,
 # which cmake/fetch_musl unpacks below R8_MUSL_FOLDER.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
@@ -12,8 +12,12 @@ elseif(R8_ARM_ABI STREQUAL armel)
     set(gnu_triple arm-linux-gnueabi)
     set(musl_triple arm-linux-musleabi)
     set(instructions -mthumb) # for armhf it is the compiler's default
+elseif(R8_ARM_ABI STREQUAL arm64)
+    set(CMAKE_SYSTEM_PROCESSOR aarch64)
+    set(gnu_triple aarch64-linux-gnu)
+    set(musl_triple aarch64-linux-musl)
 else()
-    message(FATAL_ERROR "R8_ARM_ABI is armhf or armel, not '${R8_ARM_ABI}'")
+    message(FATAL_ERROR "R8_ARM_ABI is armhf, armel or arm64, not '${R8_ARM_ABI}'")
 endif()
 
 if(NOT EXISTS ${R8_MUSL_FOLDER}/complete)

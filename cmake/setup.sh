@@ -7,6 +7,7 @@ coveragePackages="gcovr"
 stationPackages="nlohmann-json3-dev libpugixml-dev libssl-dev libsqlite3-dev libpq-dev python3-jsonschema busybox"
 armhfPackages="g++-arm-linux-gnueabihf libc6-dev-armhf-cross linux-libc-dev-armhf-cross"
 armelPackages="g++-arm-linux-gnueabi libc6-dev-armel-cross linux-libc-dev-armel-cross"
+arm64Packages="g++-aarch64-linux-gnu libc6-dev-arm64-cross linux-libc-dev-arm64-cross"
 emulatorPackages="qemu-user"
 benchmarkPackages="valgrind"
 tidyPackages="clang-tidy"
@@ -40,14 +41,15 @@ needPackages() {
         fail "apt-get install$missing"
 }
 
-# The cross compiler for armhf or armel, and the board's C library, which lands below build/.
+# The cross compiler for armhf, armel or arm64, and the board's C library, which lands below build/.
 needBoardBuild() {
     case $1 in
         armhf) needPackages $toolPackages binutils $armhfPackages ;;
         armel) needPackages $toolPackages binutils $armelPackages ;;
-        *) fail "armhf or armel, not '$1'" ;;
+        arm64) needPackages $toolPackages binutils $arm64Packages ;;
+        *) fail "armhf, armel or arm64, not '$1'" ;;
     esac
-    [ ! -f "build/musl/$1/complete" ] || return 0
+    [ ! -s "build/musl/$1/complete" ] || return 0
     [ "${install:-yes}" = yes ] || fail "the board's C library is missing; ./run --install-deps $1 fetches it"
     say "fetching musl-dev:$1 into build/musl/$1 (apt-get)"
     cmake/fetch_musl "$1" "build/musl/$1" || fail "cmake/fetch_musl $1"
@@ -128,7 +130,7 @@ buildPreset() {
     preset=$1
     shift
     hint="building build/$preset anew where sources have changed"
-    [ -d "build/$preset/bin" ] || hint="building build/$preset (the first time takes a minute or two)"
+    [ -d "build/$preset/bin" ] || hint="building build/$preset (the first time takes half a minute to a minute)"
     configurePreset "$preset"
     runLogged "build/$preset/build.log" "$hint" cmake --build --preset "$preset" ${1:+--target "$@"}
 }

@@ -26,8 +26,8 @@ class Machine {
     using Listener = std::function<void(std::string_view)>;
 
     // folder: see Qemu; log: of the kernel's console; signals: see openStopSignals; sshPort: of this
-    // computer, that leads to the machine's SSH server, 0 for none; countsInstructions: the machine's clock goes
-    // by its own instructions, one a nanosecond, and not by the host's load.
+    // computer, that leads to the machine's SSH server, 0 for none; countsInstructions: the machine's clock
+    // goes by its own instructions, one a nanosecond, and not by the host's load.
     Machine(const std::filesystem::path& folder, const vboard::VirtualBoard& board,
             const std::filesystem::path& log, int signals, unsigned sshPort, bool countsInstructions);
 

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <iostream>
 
+#include "station/after_attempt.h"
 #include "station/keep/files.h"
 #include "station/keep/utc_time.h"
 #include "station/link/board_restart.h"
@@ -55,7 +56,7 @@ class BoardAttempt {
                 break;
             }
         }
-        return session_->finish(judgeOf(options_));
+        return finishAttempt(options_, *session_);
     }
 
   private:

@@ -29,6 +29,14 @@ void addRunOptions(CLI::App& command, Options& options) {
         .add_option("--timeout", options.timeoutSeconds,
                     "seconds after which the run is ended; 0: never [5 times the last run, at least 180]")
         ->check(CLI::Range(0.0, 1e6));
+    command
+        .add_option("--after", options.after,
+                    "run this program with the record's path behind each attempt; again for its arguments")
+        ->type_name("WORD")
+        ->allow_extra_args(false);
+    command.add_option("--after-limit", options.afterSeconds, "seconds that it may take")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->capture_default_str();
     command.add_option("--language", options.language, "zh, or en for English names beside the board's own")
         ->check(CLI::IsMember({"zh", "en"}))
         ->capture_default_str();
@@ -122,6 +130,11 @@ CommandLine parseCommandLine(int argc, char** argv) {
     addSettleOptions(*settle, options);
     addDatabaseOption(*settle, options.database);
 
+    CLI::App* const product = app.add_subcommand("product", "a first product file from a good unit");
+    product->add_option("--from", options.goodUnit, "folder of an attempt that passed")
+        ->type_name("FOLDER")
+        ->required();
+
     // The tool's command may hold "--" and options of its own, so it never gets near the parser.
     const bool hasCommand = argc > 1 && strcmp(argv[1], "run") == 0;
     char** const commandMark = std::find_if(
@@ -134,12 +147,14 @@ CommandLine parseCommandLine(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         line.status = app.exit(error) == 0 ? exitPassed : exitWrongUse;
     }
-    options.task = run->parsed()                 ? Task::run
-                   : read->parsed()              ? Task::read
-                   : settle->parsed()            ? Task::settle
-                   : app.got_subcommand("index") ? Task::index
-                   : app.got_subcommand("sync")  ? Task::sync
-                                                 : Task::report;
+    options.task = run->parsed()                  ? Task::run
+                   : read->parsed()               ? Task::read
+                   : settle->parsed()             ? Task::settle
+                   : product->parsed()            ? Task::product
+                   : app.got_subcommand("index")  ? Task::index
+                   : app.got_subcommand("export") ? Task::exportResults
+                   : app.got_subcommand("sync")   ? Task::sync
+                                                  : Task::report;
     return line;
 }
 

@@ -13,7 +13,7 @@
 
 namespace station {
 
-enum class Task { run, read, report, index, settle, sync };
+enum class Task { run, read, report, index, settle, product, sync, exportResults };
 
 struct Options {
     Task task = Task::run;
@@ -35,7 +35,10 @@ struct Options {
     GateOptions gate;
     SettleRequest settle;  // without its results and its verdict
     std::string settleVerdict;
+    std::vector<std::string> after;  // program and arguments; empty: none
+    double afterSeconds = 30;
     StationInfo station;      // without its version
+    std::string goodUnit;     // folder of the attempt that a product file is made from
     std::string stationFile;  // empty: the usual one
     std::vector<std::string> command;
     std::string database;  // of many stations, where attempts go as well; empty: none

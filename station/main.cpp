@@ -6,7 +6,9 @@
 #include <iostream>
 
 #include "station/command_line.h"
+#include "station/keep/record_lines.h"
 #include "station/link/tool_process.h"
+#include "station/product/first_product.h"
 #include "station/results_tasks.h"
 #include "station/station_identity.h"
 #include "station/sync/sync_task.h"
@@ -33,6 +35,15 @@ ExitStatus withDatabase(Options options, ExitStatus (*task)(const Options&)) {
     return status;
 }
 
+ExitStatus printProduct(const Options& options) {
+    const RecordedRun good = readPassedRun(options.goodUnit);
+    std::cout << firstProduct(good.unit, good.run, good.singleItems) << std::flush;
+    if (!std::cout) {
+        throw WrongUse("the product file could not be written");
+    }
+    return exitPassed;
+}
+
 ExitStatus syncNow(const Options& options) {
     SyncOptions sync = options.ofResults.sync;
     sync.address = sync.address.empty() ? stationDatabase(options) : sync.address;
@@ -51,8 +62,12 @@ int dispatch(int argc, char** argv) {
             return withDatabase(line.options, readRecords);
         case Task::settle:
             return withDatabase(line.options, settleNow);
+        case Task::product:
+            return printProduct(line.options);
         case Task::index:
             return indexResults(line.options.ofResults);
+        case Task::exportResults:
+            return exportResults(line.options.ofResults);
         case Task::sync:
             return syncNow(line.options);
         default:

@@ -31,6 +31,13 @@ void addResultsCommands(CLI::App& app, ResultsOptions& options) {
                        "where the page goes [FOLDER/report.html; with --from: nowhere]");
     CLI::Option* const csv = report->add_flag("--csv", options.csv, "every unit as CSV; no page");
     report->add_flag("--json", options.json, "figures and every unit as JSON; no page")->excludes(csv);
+    CLI::App* const lines = app.add_subcommand("export", "a line for each attempt, for other programs");
+    addFolder(*lines, options);
+    addSelection(*lines, options);
+    lines->add_option("--format", options.format, "csv or json-lines")
+        ->check(CLI::IsMember({"csv", "json-lines"}))
+        ->capture_default_str();
+    lines->add_flag("--values", options.values, "a line for each measured value instead, with its limits");
     CLI::App* const index = app.add_subcommand("index", "brings the index beside the records up to date");
     addFolder(*index, options);
     index->add_flag("--rebuild", options.rebuild, "reads every record again");

@@ -21,7 +21,9 @@ struct ResultsOptions {
     bool csv = false;
     bool json = false;
     bool rebuild = false;
-    std::string database;  // the report comes from there; empty: from the folder
+    std::string format = "csv";  // of export, or json-lines
+    bool values = false;         // export: a line for each value
+    std::string database;        // the report comes from there; empty: from the folder
     SyncOptions sync;
 };
 

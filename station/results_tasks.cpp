@@ -3,7 +3,10 @@
 #include <ctime>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
+#include <utility>
 
+#include "station/show/export.h"
 #include "station/show/report.h"
 #include "station/show/times.h"
 #include "station/store/results_index.h"
@@ -76,6 +79,21 @@ ExitStatus reportResults(const ResultsOptions& options) {
     if (const std::string trouble = troubleOfSync(options.folder); !trouble.empty()) {
         std::cerr << trouble << '\n';
     }
+    requireOutput();
+    return exitPassed;
+}
+
+ExitStatus exportResults(const ResultsOptions& options) {
+    requireFolder(options);
+    const Selection selection = selectionOf(options);
+    const ExportFormat format = options.format == "csv" ? ExportFormat::csv : ExportFormat::jsonLines;
+    bool hasBegun = false;
+    useIndex(options.folder, [&](Database& index) {
+        if (std::exchange(hasBegun, true)) {
+            throw std::runtime_error(options.folder + ": the index broke while it was read; call this again");
+        }
+        (options.values ? exportValues : exportAttempts)(index, selection, format, std::cout);
+    });
     requireOutput();
     return exitPassed;
 }

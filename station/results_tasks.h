@@ -9,6 +9,7 @@ namespace station {
 
 // The station's exit status. All throw WrongUse and std::system_error.
 ExitStatus reportResults(const ResultsOptions& options);
+ExitStatus exportResults(const ResultsOptions& options);
 ExitStatus indexResults(const ResultsOptions& options);
 
 }  // namespace station

@@ -6,6 +6,7 @@
 #include "host/toml_section.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
+#include "station/product/read_product.h"
 #include "station/station_identity.h"
 #include "station/sync/shared_history.h"
 

@@ -51,6 +51,9 @@ class Session {
     // Settles the outcome, writes the record and shows the verdict. Returns the station's exit status.
     ExitStatus finish(ClockJudge judge);
 
+    // Where the attempt is kept.
+    const std::filesystem::path& folder() const { return attempt_.folder(); }
+
     // Instead of that, when the tool has tested nothing: nothing is kept. Throws std::system_error.
     void withdraw();
 

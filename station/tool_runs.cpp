@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "host/child_process.h"
+#include "station/after_attempt.h"
 #include "station/board_attempt.h"
 #include "station/keep/files.h"
 #include "station/link/report_pipe.h"
@@ -49,7 +50,7 @@ ExitStatus runParts(const Options& options, Session& session, int reportPipe) {
         const StreamHandlers handlers = session.begin();
         goesOn = session.end(superviseTool(startOf(options, session.part(), reportPipe), handlers));
     }
-    return session.finish(judgeOf(options));
+    return finishAttempt(options, session);
 }
 
 // Whatever could refuse the run comes before the attempt's folder is made.
@@ -96,7 +97,7 @@ ExitStatus readRecords(const Options& options) {
     const auto session = openSession(options, setup);
     const StreamHandlers handlers = session->begin();
     (void)session->end(readStream(input.get(), TimeLimit(limitOf(options)), handlers));
-    return session->finish(judgeOf(options));
+    return finishAttempt(options, *session);
 }
 
 }  // namespace station

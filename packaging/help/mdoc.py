@@ -21,7 +21,7 @@ def word(text):
 
 def sentences(text):
     """Lines with a sentence each, as the formatter wants it."""
-    parts = re.split(r"(?<=[a-z)\]][.:?!]) +(?=[A-Z])", text)
+    parts = re.split(r"(?<=[A-Za-z)\]][.:?!]) +(?=[A-Z])", text)
     return [escaped(part).replace(" -- ", " \\-\\- ") for part in parts]
 
 

@@ -112,9 +112,9 @@ void settleIn(Json& record, const SettleRequest& request) {
     found->erase("reasons");
     if (!request.passed) {
         (*found)["reason"] = reasonOf(request);
-        (*found)["reasons"].push_back(
-            {{"zh", textOf(*found, "title") + ": " + request.by + " 判定不合格, 应合格"},
-             {"en", reasonOf(request)}});
+        const std::string name = textOf(*found, "title") + ": " + request.by;
+        (*found)["reasons"].push_back({{"zh", name + " 判为不合格, 应为合格"},
+                                       {"en", request.item + ": " + reasonOf(request) + ", expected right"}});
     }
     record["settled"].push_back(
         {{"item", request.item}, {"outcome", outcome}, {"by", request.by}, {"at", utcNow()}});

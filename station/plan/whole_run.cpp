@@ -10,7 +10,8 @@ namespace station {
 namespace {
 
 // In a part of the plan without that item, nothing but the run can carry it.
-void failNetwork(TestRun& run, const std::string& reason) {
+void failNetwork(TestRun& run, const std::string& mac, const std::string& owner) {
+    const std::string reason = "MAC " + mac + " belongs to unit " + owner;
     TestRun* tested = run.item<Network>().isPart ? &run : nullptr;
     for (TestRun& single : run.singles) {
         tested = tested == nullptr && single.item<Network>().isPart ? &single : tested;
@@ -22,6 +23,9 @@ void failNetwork(TestRun& run, const std::string& reason) {
     Item& item = tested->item<Network>();
     item.outcome = Outcome::failed;
     item.reason = reason;
+    item.reasons.push_back(
+        {"MAC地址" + mac + ": 属于设备 " + owner + ", 应只属于本机",
+         "MAC address " + mac + ": belongs to unit " + owner + ", expected this unit alone"});
 }
 
 }  // namespace
@@ -47,7 +51,7 @@ void checkAddresses(TestRun& run, const OwnerOfMac& ownerOfMac) {
         for (const std::string& mac : ownerOfMac ? run.board.macs : std::vector<std::string>()) {
             const std::string owner = ownerOfMac(mac);
             if (!owner.empty()) {
-                failNetwork(run, "another unit's MAC address: " + mac + ", unit " + owner);
+                failNetwork(run, mac, owner);
             }
         }
     } catch (const std::exception& error) {

@@ -99,16 +99,24 @@ class CheckMaker {
         return item.row == &Network::row && poe != nullptr && poe->expected == Value(true);
     }
 
-    std::optional<Value> measured(const std::string& element, std::string_view path) const {
-        const auto found = std::find_if(seen.begin(), seen.end(), [&](const SeenValue& value) {
-            return value.element == element && value.key == path;
-        });
-        return found == seen.end() ? std::nullopt : std::optional(found->value);
+    // A value that came twice is checked twice.
+    void addMeasured(const std::string& element, const ValueRow& row, const Limit& limit) {
+        const std::string path = (element.empty() ? "" : element + ".") + std::string(row.path);
+        bool wasSeen = false;
+        for (const SeenValue& value : seen) {
+            if (value.element == element && value.key == row.path) {
+                wasSeen = true;
+                add(element, &row, path, value.value, limit);
+            }
+        }
+        if (!wasSeen) {
+            add(element, &row, path, std::nullopt, limit);
+        }
     }
 
     void addScalar(const ValueRow& row) {
         if (const Limit* const limit = limitOf("", row.key)) {
-            add("", &row, std::string(row.path), measured("", row.path), *limit);
+            addMeasured("", row, *limit);
         }
     }
 
@@ -118,8 +126,7 @@ class CheckMaker {
             const Limit* const limit = limitOf(element, row.key);
             const std::optional<Limit> other = impliedLimit(row.key);
             if ((limit != nullptr || other) && (row.key == "poe" || !isPoe(element))) {
-                add(element, &row, element + "." + std::string(row.path), measured(element, row.path),
-                    limit != nullptr ? *limit : *other);
+                addMeasured(element, row, limit != nullptr ? *limit : *other);
             }
         }
         if (const Limit* const limit = limitOf("", row.key); limit != nullptr && elements.empty()) {

@@ -72,21 +72,23 @@ bool hasTested(const TestRun& run, std::string_view name) {
 }
 
 void explainItem(const TestRun& run, Item& item, const Product* product) {
-    item.reasons.clear();
     if (item.outcome != Outcome::failed && item.outcome != Outcome::incomplete) {
         return;
     }
-    if (product != nullptr) {
-        item.reasons = reasonsOf(item, checksBy(*product, run, item));
-    }
-    if (item.reasons.empty() || item.verdict == false || !item.contradiction.empty()) {
-        for (Words& words : reasonsOfTool(run, item, limitsOf(product, item))) {
+    const auto addOnce = [&item](const std::vector<Words>& reasons) {
+        for (const Words& words : reasons) {
             const bool isNew = std::none_of(item.reasons.begin(), item.reasons.end(),
                                             [&words](const Words& other) { return other.en == words.en; });
             if (isNew) {
-                item.reasons.push_back(std::move(words));
+                item.reasons.push_back(words);
             }
         }
+    };
+    if (product != nullptr) {
+        addOnce(reasonsOf(item, checksBy(*product, run, item)));
+    }
+    if (item.reasons.empty() || item.verdict == false || !item.contradiction.empty()) {
+        addOnce(reasonsOfTool(run, item, limitsOf(product, item)));
     }
 }
 

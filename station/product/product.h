@@ -2,13 +2,11 @@
 
 // What a good unit of a product is, as its file says it: docs/product.md.
 
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "host/toml_section.h"
 #include "station/interpret/check.h"
 #include "station/plan/plan.h"
 
@@ -48,11 +46,5 @@ struct Product {
     std::map<std::string, ItemLimits> items;  // by name; what is not there is judged as without a product
     std::vector<Part> plan;                   // the full run and the single tests, in their order
 };
-
-// Throws host::TomlError that names file, line and key, and std::system_error where it can't be read.
-Product readProduct(const std::filesystem::path& path);
-
-// The same from a text; the product has no sha256 then.
-Product readProductText(const std::string& text, const std::string& file);
 
 }  // namespace station

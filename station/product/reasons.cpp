@@ -115,7 +115,8 @@ Words expectedWords(const ElementCheck& one) {
 
 // "card2" of the cards is "2"; a drive keeps its name.
 Words shortName(const ElementCheck& one) {
-    std::string name = one.element;
+    // Of a list in which nothing was seen there is no name.
+    std::string name = one.row != nullptr && one.element == one.row->list ? "" : one.element;
     for (const std::string_view prefix : {"card", "pairs", "mac"}) {
         if (name.starts_with(prefix) && name.size() > prefix.size()) {
             name.erase(0, prefix.size());
@@ -130,7 +131,8 @@ Words nameOf(const Item& item, const std::vector<ElementCheck>& group) {
         std::find_if(group.begin(), group.end(), [](const ElementCheck& one) { return one.row != nullptr; });
     const ElementCheck& first = group.front();
     if (withRow != group.end()) {
-        return filled(withRow->row->name, shortName(*withRow));
+        const Words name = filled(withRow->row->name, shortName(*withRow));
+        return {std::string(trimmed(name.zh)), std::string(trimmed(name.en))};
     }
     if (isAddress(first)) {
         return filled(WordsView{"MAC地址{}", "MAC address {}"}, shortName(first));
@@ -190,7 +192,6 @@ Words reasonInWords(const Item& item) {
         {"not every port has a line", "不是每个接口都有一行, 应都有"},
         {"lines of the drives do not agree with their number", "硬盘各行与个数不符, 应相符"},
         {"the number of ports and what was found do not agree", "接口个数与找到的个数不符, 应相符"},
-        {"the line on USB 3.0 did not come", "没有USB3.0的结果, 应有结果"},
         {"the panel answered in ", "面板应答次数不够, 应每次应答: "},
         {"not every block has its result", "不是每块数据都有结果, 应都有"},
         {"not every chip has its line", "不是每个芯片都有结果, 应都有"},
@@ -200,7 +201,6 @@ Words reasonInWords(const Item& item) {
          "操作员判定面板灯或按键不对, 应都对"},
         {"the operator saw no restart", "操作员没有看到重新启动, 应重新启动"},
         {"the board did not come back, newly started, in time", "设备没有在时限内重新启动, 应重新启动"},
-        {"another unit's MAC address: ", "MAC地址属于另一台设备, 应只属于本机: "},
         {"the tool did not end in time", "工具没有在时限内结束, 应结束"},
         {"the tool ended with status ", "工具异常退出, 应正常退出: "},
         {"the tool was killed by signal ", "工具被信号终止, 应正常退出: "},

@@ -43,7 +43,8 @@ constexpr Column attemptColumns[] = {
     {"overrides", "t.overrides", Kind::textOrNull},
     {"reasons", "t.reasons", Kind::textOrNull},
     {"failed_items",
-     "(SELECT GROUP_CONCAT(name, ' ') FROM (SELECT i.name FROM item i WHERE i.unit = a.unit AND i.attempt = a.id"
+     "(SELECT GROUP_CONCAT(name, ' ') FROM (SELECT i.name FROM item i WHERE i.unit = a.unit AND i.attempt = "
+     "a.id"
      " AND i.outcome = 'failed' ORDER BY i.position))",
      Kind::textOrNull},
     {"folder", "t.place", Kind::text},
@@ -76,7 +77,7 @@ std::string numberText(double number) {
     return {text.data(), end.ptr};
 }
 
-std::string textOf(const Row& row, int column, Kind kind) {
+std::string cellText(const Row& row, int column, Kind kind) {
     switch (kind) {
         case Kind::integer:
             return std::to_string(row.integer(column));
@@ -104,7 +105,7 @@ Json jsonOf(const Row& row, int column, Kind kind) {
         case Kind::flag:
             return row.integer(column) != 0;
         default:
-            return textOf(row, column, kind);
+            return cellText(row, column, kind);
     }
 }
 
@@ -112,7 +113,7 @@ void writeCsvRow(std::ostream& output, Columns columns, const Row& row) {
     std::vector<std::string> cells;
     for (int i = 0; i < std::ssize(columns); ++i) {
         const Kind kind = columns[static_cast<std::size_t>(i)].kind;
-        cells.push_back(row.isNull(i) ? "" : textOf(row, i, kind));
+        cells.push_back(row.isNull(i) ? "" : cellText(row, i, kind));
     }
     writeCsvLine(output, cells);
 }
@@ -148,16 +149,20 @@ void exportAttempts(Database& database, const Selection& selection, ExportFormat
                     std::ostream& output) {
     const SelectedSource selected = selectedSource(selection);
     exportRows(database, attemptColumns,
-               selected.source.attempts + " a JOIN attempt t ON t.unit = a.unit AND t.id = a.id"
-                                          " ORDER BY a.unit, a.started, a.id",
+               selected.source.attempts +
+                   " a JOIN attempt t ON t.unit = a.unit AND t.id = a.id"
+                   " ORDER BY a.unit, a.started, a.id",
                selected, format, output);
 }
 
 void exportValues(Database& database, const Selection& selection, ExportFormat format, std::ostream& output) {
     const SelectedSource selected = selectedSource(selection);
+    // The item is a selection's last parameter.
+    const std::string ofItem =
+        selection.item.empty() ? "" : " AND v.item = $" + std::to_string(selected.parameters.size());
     exportRows(database, valueColumns,
-               selected.source.attempts + " a JOIN value v ON v.unit = a.unit AND v.attempt = a.id"
-                                          " ORDER BY a.unit, a.started, a.id, v.item, v.name",
+               selected.source.attempts + " a JOIN value v ON v.unit = a.unit AND v.attempt = a.id" + ofItem +
+                   " ORDER BY a.unit, a.started, a.id, v.item, v.name",
                selected, format, output);
 }
 

@@ -37,7 +37,8 @@ void readLine(TestRun& run, std::string_view line) {
         std::find_if(labels.begin(), labels.end(), [&](const auto& pair) { return pair.first == label; });
     if (known == labels.end()) {
         labels.emplace_back(label, value);
-    } else {
+    } else if (known->second != value) {
+        markBroken(item, line);
         known->second = value;
     }
     std::int64_t ports = 0;

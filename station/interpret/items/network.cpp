@@ -26,6 +26,9 @@ void readCardLink(Item& item, std::int64_t number, std::string_view state, Netwo
 void readSpeed(Item& item, std::string_view line, Card& card) {
     std::int64_t speed = 0;
     LineScanner scan{trimmed(line.substr(std::string_view("全双工").size()))};
+    if (card.duplex) {
+        markBroken(item, line);  // a card says it once
+    }
     card.duplex = line.starts_with("全双工") ? "full" : "half";
     if (!scan.number(speed).text("M") || !scan.rest.empty()) {
         return markBroken(item, line);

@@ -21,11 +21,16 @@ void readDriveField(Item& item, std::string_view line, Drive& drive) {
         {"序列号", &Drive::serial}, {"型号", &Drive::model}, {"固件版本", &Drive::firmware}};
     for (const auto& [known, field] : texts) {
         if (label == known && colon != line.size()) {
+            if (drive.*field) {
+                markBroken(item, line);  // which of the two is it?
+            }
             drive.*field = trimmed(value);
         }
     }
     std::int64_t capacity = 0;
-    if (LineScanner scan{value}; label == "硬盘容量" && scan.number(capacity).text("GB")) {
+    if (label == "硬盘容量" && drive.capacityGiB) {
+        markBroken(item, line);
+    } else if (LineScanner scan{value}; label == "硬盘容量" && scan.number(capacity).text("GB")) {
         drive.capacityGiB = capacity;
     } else if (label == "硬盘容量") {
         markBroken(item, line);

@@ -1,4 +1,4 @@
-#include "station/product/product.h"
+#include "station/product/read_product.h"
 
 #define TOML_EXCEPTIONS 0
 #include <toml++/toml.h>
