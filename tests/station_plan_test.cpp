@@ -232,10 +232,9 @@ TEST_F(StationPlan, runsAProductsPlanThroughItsGate) {
     EXPECT_EQ(record(4)["repaired"], "port 2");
 
     EXPECT_EQ(run("8"), 1);
-    EXPECT_EQ(item(record(1, "8"), "network")["reason"],
-              "another unit's MAC address: 00:1a:2b:3c:4d:5f, unit 7");
+    EXPECT_EQ(item(record(1, "8"), "network")["reason"], "MAC 00:1a:2b:3c:4d:5f belongs to unit 7");
     EXPECT_THAT(item(record(1, "8"), "network")["reasons"][0]["zh"].get<std::string>(),
-                HasSubstr("另一台设备"));
+                HasSubstr("属于设备 7"));
     std::ofstream(attempt(1, "8") / "record.json") << "{";
     EXPECT_EQ(run("9", {}), 3);
     EXPECT_EQ(record(1, "9")["outcome"],
