@@ -4,6 +4,8 @@
 
 #include <random>
 
+#include "station/show/csv.h"
+#include "station/show/page_units.h"
 #include "tests/station_program.h"
 
 using namespace station;
@@ -140,6 +142,7 @@ TEST_F(StationIndex, leavesAloneWhatHoldsNoAttempts) {
     const fs::path others = bench / "others";
     fs::create_directories(others / "ssh/0x1");
     std::ofstream(others / "ssh/record.json") << "{}";
+    std::ofstream(others / "ssh/0x1/record.json") << "{}";
     std::ofstream(others / "passwd") << "root";
     fs::create_symlink(others, others / "loop");
     EXPECT_EQ(station({"report", others}), 0);
@@ -175,7 +178,10 @@ TEST_F(StationIndex, followsTheFolders) {
     fs::remove_all(results / "copy");
     EXPECT_EQ(report()["totals"]["units"], 1);
     std::ofstream(results / "b/0001/record.json") << "{";
+    fs::create_directories(results / "lost/0001");
+    std::ofstream(results / "lost/0001/lines.txt") << "";  // its record is gone
     EXPECT_EQ(report()["unreadable"][0]["place"], "b/0001");
+    EXPECT_EQ(report()["unreadable"][1]["place"], "lost/0001");
     EXPECT_EQ(report()["totals"]["attempts"], 1);
 }
 
@@ -191,6 +197,7 @@ TEST_F(StationIndex, countsNeitherWhatRunsNorWhatIsNoFullRun) {
     expectThree("with others");
     Json totals = report()["totals"];
     EXPECT_EQ(totals["running"], 1);
+    EXPECT_FALSE(report().contains("incomplete"));
     EXPECT_EQ(totals["incomplete"], 0);
     EXPECT_EQ(totals["needsPerson"], 1);
     EXPECT_EQ(totals["partial"], 1);
@@ -235,10 +242,38 @@ TEST_F(StationIndex, pagePutsFirstWhatNeedsAttention) {
     EXPECT_EQ(data["details"]["a"][0]["number"], 2);
     EXPECT_EQ(data["details"]["z"][0]["items"][0][0], "usb");
     EXPECT_EQ(data["details"]["z"][0]["values"][1], Json::parse(R"(["usb","found",2.0,3.0,null,"",0])"));
+    EXPECT_EQ(data["figures"]["yield"]["list"][0][2], 3);  // units tested for the first time
+    EXPECT_EQ(data["figures"]["yield"]["list"][0][3], 1);
     const Json& trend = data["figures"]["trends"]["list"][0];
     EXPECT_EQ(trend["value"], "found");  // what was outside its limits comes first
     EXPECT_EQ(trend["outside"], 2);
     EXPECT_EQ(data["figures"]["durations"]["list"], Json::parse(R"([["=QM",4,11.0,30.0]])"));
+}
+
+TEST(ReportPage, keepsToItsSize) {
+    const std::deque<UnitLine> units(100);
+    PageTexts texts;
+    const PagePart rows = unitRows(inOrderOfAttention(units), texts, 1000);
+    EXPECT_LE(rows.json.size(), 1001);
+    EXPECT_GT(rows.units, 20);
+    EXPECT_EQ(Json::parse(rows.json).size(), rows.units);
+}
+
+TEST(Csv, isHarmlessAndCanBeReadBack) {
+    const std::pair<const char*, const char*> cases[] = {{"plain", "plain"},
+                                                         {"a,b", "\"a,b\""},
+                                                         {"say \"no\"", "\"say \"\"no\"\"\""},
+                                                         {"two\nlines", "\"two\nlines\""},
+                                                         {"=1+1", "'=1+1"},
+                                                         {"@x", "'@x"},
+                                                         {"-x", "'-x"},
+                                                         {"-1.5", "-1.5"},
+                                                         {"+1", "'+1"},
+                                                         {"-1e5", "'-1e5"},
+                                                         {"", ""}};
+    for (const auto& [text, cell] : cases) {
+        EXPECT_EQ(csvCell(text), cell);
+    }
 }
 
 TEST_F(StationIndex, programBehindAnAttemptChangesNothing) {
