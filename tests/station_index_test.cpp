@@ -127,6 +127,7 @@ TEST_F(StationIndex, isMadeAnewWhenItIsBroken) {
         removeIndex();
         std::ofstream(index) << text;
         expectThree(text.substr(0, 20));
+        EXPECT_TRUE(readFile(index).starts_with("SQLite format 3"));  // made good, not only gone around
     }
 }
 
