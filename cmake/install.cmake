@@ -14,7 +14,7 @@ install(FILES docs/scenarios.md docs/limits.md DESTINATION ${CMAKE_INSTALL_DOCDI
 install(TARGETS r8-station RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT station)
 install(FILES docs/record.schema.json DESTINATION ${R8_DATA_FOLDER}/schema COMPONENT station)
 install(DIRECTORY vboard/products DESTINATION ${R8_DATA_FOLDER} COMPONENT station)
-install(FILES docs/station.md docs/product.md docs/security.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT station)
+install(FILES docs/station.md docs/product.md docs/export.md docs/security.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT station)
 configure_file(packaging/systemd/r8-station-sync@.service.in r8-station-sync@.service @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/r8-station-sync@.service DESTINATION ${R8_UNIT_FOLDER} COMPONENT station)
 
