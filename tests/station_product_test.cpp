@@ -241,6 +241,9 @@ TEST(StationProduct, aWrongFileIsRefusedWithFileLineAndKey) {
         const char* text;
         const char* message;
     } cases[] = {
+        {"# nothing yet\n", "p.toml:1: says nothing of a product"},
+        {"[[unit]]\nserial = \"7\"\n[[unit]]\nfailedAttempts = 1\n", "'unit' is a table"},
+        {"[[mac]]\ncount = 2\n", "'mac' is a table"},
         {"netwrok = 1\n", "p.toml:1: 'netwrok' is not known here"},
         {"[network]\n\nspeed = 1000\n", "p.toml:3: 'network.speed' is not known here"},
         {"[network]\nspeedMbit = \"1000\"\n", "p.toml:2: 'network.speedMbit' is a whole number"},

@@ -144,6 +144,14 @@ Product readProductText(const std::string& text, const std::string& file) {
     Section section(table, file, "");
     Product product;
     product.name = std::filesystem::path(file).filename();
+    if (table.empty()) {
+        throw host::TomlError(file + ":1: says nothing of a product");
+    }
+    for (const char* const once : {"unit", "mac"}) {  // the keys of a first one would be lost
+        if (section.has(once) && !section.isTable(once)) {
+            section.fail(once, "is a table");
+        }
+    }
     section.each("unit", [&](Section& unit) { readGate(unit, product); });
     section.each("mac", [&](Section& mac) { readMac(mac, product.mac); });
     product.plan = readPlan(section);
