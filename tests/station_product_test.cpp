@@ -265,6 +265,7 @@ TEST(StationProduct, aWrongFileIsRefusedWithFileLineAndKey) {
         {"[[test]]\nnumber = 12\n", "'test.number' is the number of a single test"},
         {"[[test]]\nnumber = 5\nask = true\n", "'test.ask' is true, but nobody"},
         {"[[test]]\nnumber = 5\ncount = 100\n", "'test.count' is a number from 1 to 99"},
+        {"[[test]]\nnumber = 7\ncount = 2\n", "'test.count' is 1: the repetitions"},
         {"[[test]]\nnumber = 5\nlimitSeconds = 0\n", "'test.limitSeconds' is more than 0"},
         {"[mac]\nprefix = \"00:1a\"\n", "'mac.prefix' is 3 bytes with colons"},
         {"[mac]\nprefix = \"00:1a:2b\"\nfirst = \"00:1a:2c:00:00:00\"\n",

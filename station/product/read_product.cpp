@@ -94,6 +94,9 @@ Part readTest(Section& section, bool& before) {
     if (part.repetitions < 1 || part.repetitions > mostRepetitions) {
         section.fail("count", "is a number from 1 to 99");
     }
+    if (part.repetitions != 1 && itemOfSingleTest(part.test)->singleRunsOnce) {
+        section.fail("count", "is 1: the repetitions of this test can't be told apart");
+    }
     section.choice("when", before, {{"before", true}, {"after", false}});
     part.limitSeconds = readSeconds(section, "limitSeconds", usualLimitSeconds);
     section.flag("ask", part.asks);
