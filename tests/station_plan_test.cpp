@@ -149,6 +149,13 @@ TEST_F(StationPlan, settlesWhatWasLeftToAPerson) {
     EXPECT_THAT(readFile(attempt(1) / "junit.xml"), HasSubstr("errors=\"0\" skipped=\"0\""));
     EXPECT_EQ(settle("7/1", "clock", "fail"), 2);  // it was said
 
+    for (const char* const changed :
+         {R"([{"op":"add","path":"/reasons/-","value":"x"}])",
+          R"([{"op":"replace","path":"/items/0/outcome","value":"incomplete"}])"}) {
+        std::ofstream(attempt(1) / "record.json") << before.patch(Json::parse(changed));
+        EXPECT_EQ(settle("7/1", "clock", "pass"), 3) << changed;
+        EXPECT_EQ(record(1)["outcome"], "incomplete");
+    }
     EXPECT_EQ(settle("7/0002", "clock", "fail"), 1);
     EXPECT_EQ(record(2)["outcome"], "failed");
     EXPECT_THAT(readFile(attempt(2) / "junit.xml"),
