@@ -286,6 +286,15 @@ TEST(StationProduct, aWrongFileIsRefusedWithFileLineAndKey) {
     }
 }
 
+// A person may have settled it; a clock that is right is right all the same.
+TEST(StationProduct, theFirstProductTakesAClockThatIsRight) {
+    TestRun run = judged(linesOf(boardRun("healthy")));
+    for (ClockPair& pair : run.values<ClockTimes>().pairs) {
+        pair.differenceSeconds = 30;
+    }
+    EXPECT_THAT(firstProduct("7", run, {}), HasSubstr("differenceSeconds = { least = -2, most = 30 }"));
+}
+
 using StationProductRun = StationRun;
 
 TEST_F(StationProductRun, theFirstProductOfAGoodUnitPassesIt) {
@@ -326,6 +335,12 @@ TEST_F(StationProductRun, theFirstProductOfAGoodUnitPassesIt) {
     EXPECT_THAT(readFile(attempt(3, "77") / "junit.xml"),
                 HasSubstr("网卡2: 未连接, 应为 1000M 全双工 / card 2"));
     EXPECT_EQ(station({"product", "--from", attempt(3, "77")}), 2);
+    for (const char* const steps : {"null", "3", "[3]", "[{\"lines\":[3]}]"}) {
+        Json changed = kept;
+        changed["steps"] = Json::parse(steps);
+        std::ofstream(attempt(2, "77") / "record.json") << changed;
+        EXPECT_EQ(station({"product", "--from", attempt(2, "77")}), 2) << steps;
+    }
 }
 
 // Option before environment before file; a file with an unknown key is refused.
