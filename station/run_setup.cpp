@@ -4,6 +4,7 @@
 
 #include "host/child_process.h"
 #include "host/toml_section.h"
+#include "station/interpret/text.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
 #include "station/product/read_product.h"
@@ -77,6 +78,9 @@ ClockJudge judgeOf(const Options& options) {
 }
 
 AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>& command) {
+    if (!options.gate.repaired.empty() && trimmed(options.gate.repaired).empty()) {
+        throw WrongUse("--repaired wants what was repaired");
+    }
     AttemptSetup setup;
     AttemptInfo& info = setup.info;
     info.unit = chosenUnit(options);

@@ -235,6 +235,7 @@ TEST_F(StationPlan, runsAProductsPlanThroughItsGate) {
     EXPECT_EQ(run("7", {"--again"}, "faulty-drive-missing"), 1);
     EXPECT_EQ(run("7", {"--again"}), 2);
     EXPECT_THAT(output(), HasSubstr("--repaired"));
+    EXPECT_EQ(run("7", {"--again", "--repaired", " "}), 2);
     EXPECT_EQ(run("7", {"--again", "--repaired", "port 2"}), 3);
     EXPECT_EQ(record(4)["repaired"], "port 2");
 
