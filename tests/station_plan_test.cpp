@@ -278,7 +278,8 @@ TEST_F(StationPlan, gateTable) {
     const std::time_t now = std::time(nullptr);
     (void)std::strftime(today, sizeof today, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
     past("gold2", 1, "failed", today);
-    past("gold3", 1, "passed", today);
+    past("gold3", 1, "passed", today, R"(,"product":{"name":"p.toml"})");
+    past("gold4", 1, "passed", today, R"(,"product":null)");
 
     const struct {
         const char* unit;
@@ -314,6 +315,7 @@ TEST_F(StationPlan, gateTable) {
         {"new", {.goldenUnit = "golden"}, {}, {}, "golden unit golden has not passed today; --no-golden", ""},
         {"new", {.goldenUnit = "gold2"}, {}, {}, "--no-golden", ""},
         {"new", {.goldenUnit = "gold3"}, {}, {}, "", ""},
+        {"new", {.goldenUnit = "gold4"}, {}, {}, "--no-golden", ""},
         {"new", {.goldenUnit = "never"}, {.noGolden = true}, {}, "", "golden "},
         {"golden", {.goldenUnit = "golden"}, {}, {}, "", ""},
         {"passed", {.goldenUnit = "gold2"}, {.again = true, .noGolden = true}, {}, "", "passed golden "},

@@ -107,7 +107,9 @@ std::string FolderHistory::ownerOfMac(const std::string& mac, const std::string&
 bool FolderHistory::passedToday(const std::string& unit) const {
     const std::vector<PastAttempt> attempts = attemptsIn(results_ / unitFolderName(unit));
     return std::any_of(attempts.begin(), attempts.end(), [](const PastAttempt& attempt) {
-        return attempt.has("passed") && isToday(textOf(attempt.record, "started"));
+        // Without a product nothing told its station what to expect.
+        return attempt.has("passed") && attempt.record.value("product", Json()).is_object() &&
+               isToday(textOf(attempt.record, "started"));
     });
 }
 

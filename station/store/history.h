@@ -25,7 +25,7 @@ class History {
     virtual int failedAttempts(const std::string& unit) const = 0;
     // Another unit that has that address, none but this: its name; empty: nobody has it.
     virtual std::string ownerOfMac(const std::string& mac, const std::string& unit) const = 0;
-    // Whether the unit passed on this machine's day of today.
+    // Whether the unit passed by a product on this machine's day of today.
     virtual bool passedToday(const std::string& unit) const = 0;
 };
 
