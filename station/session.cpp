@@ -202,6 +202,7 @@ void Session::collect() {
     checkAddresses(run, ownerOfMac);
     settleOutcome(run);
     judgeByProduct(run, product.get(), attempt_.about().only.empty() && !run.steps.empty());
+    settleWhole(run, !attempt_.about().only.empty());
 }
 
 void Session::judgeClocks(ClockJudge judge) {
@@ -225,6 +226,7 @@ ExitStatus Session::finish(ClockJudge judge) {
         judge = ClockJudge::automatic;
     }
     if (judge == ClockJudge::ask) {
+        explain(run, product.get());
         keep();  // who walks away from the question loses nothing
     }
     judgeClocks(judge);

@@ -121,6 +121,19 @@ TEST_F(StationPlan, aKillBetweenTwoPartsLeavesAReadableRecordThatIsNoPass) {
     }
 }
 
+TEST_F(StationPlan, aKillAtTheClocksQuestionLosesNoReason) {
+    std::vector<std::string> words = onlyWords({});
+    *std::find(words.begin(), words.end(), "auto") = "ask";
+    *std::find(words.begin(), words.end(), "healthy") = "faulty-network-down";
+    int terminal = -1;
+    const pid_t child = startOnTerminal(words, terminal);
+    const host::Descriptor closer(terminal);
+    (void)readUntil(terminal, "[y/n] ");
+    kill(child, SIGKILL);
+    EXPECT_EQ(statusOf(child), 128 + SIGKILL);
+    EXPECT_EQ(item(record(1), "network")["reasons"].size(), 1U);
+}
+
 TEST_F(StationPlan, settlesWhatWasLeftToAPerson) {
     std::vector<std::string> words = runWords(healthy, "exit:0");
     *std::find(words.begin(), words.end(), "auto") = "leave";
