@@ -64,8 +64,15 @@ std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup&
         [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
     session->product = setup.product;
     if (setup.product) {
-        session->ownerOfMac = [history = setup.history, unit = setup.info.unit](const std::string& mac) {
-            return unit ? history->ownerOfMac(mac, *unit) : std::string();
+        session->ownerOfMac = [history = setup.history, unit = setup.info.unit, results = options.results,
+                               lock = std::shared_ptr<host::Descriptor>()](const std::string& mac) mutable {
+            if (!unit) {
+                return std::string();
+            }
+            if (!lock) {
+                lock = std::make_shared<host::Descriptor>(lockAddresses(results));
+            }
+            return history->ownerOfMac(mac, *unit);
         };
     }
     return session;

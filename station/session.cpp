@@ -225,9 +225,10 @@ ExitStatus Session::finish(ClockJudge judge) {
     if (judge == ClockJudge::ask && !personIsThere()) {
         judge = ClockJudge::automatic;
     }
-    if (judge == ClockJudge::ask) {
+    if (judge == ClockJudge::ask || ownerOfMac) {
         explain(run, product.get());
-        keep();  // who walks away from the question loses nothing
+        keep();                // who walks away from the question loses nothing
+        ownerOfMac = nullptr;  // with its lock: other units see our addresses now
     }
     judgeClocks(judge);
     explain(run, product.get());

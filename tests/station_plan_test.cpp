@@ -4,6 +4,7 @@
 #include <pty.h>
 #include <termios.h>
 
+#include "station/keep/unit_lock.h"
 #include "station/plan/gate.h"
 #include "station/plan/plan.h"
 #include "station/store/history.h"
@@ -260,6 +261,23 @@ TEST_F(StationPlan, runsAProductsPlanThroughItsGate) {
     EXPECT_EQ(run("9", {}), 3);
     EXPECT_EQ(record(1, "9")["outcome"],
               item(record(1, "9"), "network")["outcome"] == "failed" ? "failed" : "incomplete");
+}
+
+// Another unit's record with the same addresses comes while the lock is held; nobody looks before.
+TEST_F(StationPlan, unitsThatEndAtOnceSeeEachOthersAddresses) {
+    fs::create_directories(attempt(1, "8"));
+    host::Descriptor lock = lockAddresses(bench / "results");
+    std::vector<std::string> words = onlyWords({});
+    words.insert(words.begin() + 1, {"--product", file("p.toml", "[network]\n")});
+    std::ofstream(attempt(1, "8") / "record.json")
+        << R"({"unit":"8","outcome":"passed","started":"","reasons":[],"items":[],"board":{"macs":[]}})";
+    const pid_t child = startStation(words);
+    waitForLine(1, "R8TESTEND");
+    std::ofstream(attempt(1, "8") / "record.json")
+        << R"({"unit":"8","outcome":"passed","started":"","reasons":[],"items":[],)"
+        << R"("board":{"macs":["00:1a:2b:3c:4d:5f"]}})";
+    lock.close();
+    EXPECT_EQ(statusOf(child), 1) << output();
 }
 
 // A gate asks for each thing in turn, and an option opens it and is kept.
