@@ -13,7 +13,8 @@ install(FILES docs/scenarios.md docs/limits.md DESTINATION ${CMAKE_INSTALL_DOCDI
 
 install(TARGETS r8-station RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT station)
 install(FILES docs/record.schema.json DESTINATION ${R8_DATA_FOLDER}/schema COMPONENT station)
-install(FILES docs/station.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT station)
+install(DIRECTORY vboard/products DESTINATION ${R8_DATA_FOLDER} COMPONENT station)
+install(FILES docs/station.md docs/product.md docs/security.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT station)
 configure_file(packaging/systemd/r8-station-sync@.service.in r8-station-sync@.service @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/r8-station-sync@.service DESTINATION ${R8_UNIT_FOLDER} COMPONENT station)
 
@@ -28,5 +29,7 @@ if(TARGET pages)
     make_format_manual(vboard r8-scenario.5 "boards for the virtual board" docs/scenarios.md vboard.1)
     make_completions(vboard vboard)
     make_manual(station r8-station.1)
+    make_format_manual(station r8-product.5 "what a good unit of a product is" docs/product.md r8-station.1
+        r8-scenario.5)
     make_completions(station r8-station)
 endif()

@@ -1,5 +1,6 @@
-// Loaded in front of r8-station: writes down what it syncs and renames (DISK_LOG), and is the disk that has
-// no room for files whose path holds a text (DISK_FULL_FOR).
+// Loaded in front of r8-station: writes down what it syncs and renames (DISK_LOG), is the disk that has
+// no room for files whose path holds a text (DISK_FULL_FOR), and kills it at one of the steps in which it
+// changes its index (DISK_KILL_AT), or has no room from there on (DISK_FULL_AT).
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -30,6 +32,25 @@ bool isFull(int fd) {
     return text != nullptr && pathOf(fd).find(text) != std::string::npos;
 }
 
+// Whether this is the step of the index, counted from 1, that the variable names, or a later one.
+bool isStep(const char* variable, int fd) {
+    static int steps = 0;
+    const char* const at = std::getenv(variable);
+    return at != nullptr && pathOf(fd).find("/index.sqlite") != std::string::npos && ++steps >= std::atoi(at);
+}
+
+// False: the disk takes no more.
+bool takesStep(int fd) {
+    if (isStep("DISK_KILL_AT", fd)) {
+        (void)raise(SIGKILL);
+    }
+    if (isStep("DISK_FULL_AT", fd)) {
+        errno = ENOSPC;
+        return false;
+    }
+    return true;
+}
+
 void note(const std::string& what) {
     if (const char* const path = std::getenv("DISK_LOG")) {
         const int log = open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
@@ -48,6 +69,18 @@ extern "C" ssize_t write(int fd, const void* bytes, std::size_t count) {
     constexpr std::size_t most = 1000;  // a disk may take less than it is given
     const bool isKept = pathOf(fd).find("/results/") != std::string::npos;
     return next("write", &write)(fd, bytes, isKept ? std::min(count, most) : count);
+}
+
+extern "C" ssize_t pwrite64(int fd, const void* bytes, std::size_t count, off64_t at) {
+    return takesStep(fd) ? next("pwrite64", &pwrite64)(fd, bytes, count, at) : -1;
+}
+
+extern "C" int ftruncate64(int fd, off64_t length) noexcept {
+    return takesStep(fd) ? next("ftruncate64", &ftruncate64)(fd, length) : -1;
+}
+
+extern "C" int fdatasync(int fd) {
+    return takesStep(fd) ? next("fdatasync", &fdatasync)(fd) : -1;
 }
 
 extern "C" int fsync(int fd) {

@@ -15,9 +15,9 @@ __@program@_scenarios() {
     __@program@_offer "${names[@]}"
 }
 
-# The units in the folder of the records, as their folders name them: %XX is a byte.
+# The units in the folder of the records, as their folders name them: %XX is a byte. With a word, their attempts.
 __@program@_units() {
-    local results=results folder name i
+    local results=results folder name number i
     for ((i = 1; i < COMP_CWORD - 1; i++)); do
         [[ ${COMP_WORDS[i]} == --results ]] || continue
         results=${COMP_WORDS[i + 1]}
@@ -28,7 +28,11 @@ __@program@_units() {
         name=${name##*/}
         [[ $name =~ ^[A-Za-z0-9_+=%-]+$ ]] || continue
         printf -v name '%b' "${name//%/\\x}"
-        __@program@_offer "$name"
+        [[ -n ${1:-} ]] || { __@program@_offer "$name"; continue; }
+        for number in "$folder"[0-9]*/; do
+            number=${number%/}
+            [[ ! ${number##*/} =~ ^[0-9]+$ ]] || __@program@_offer "$name/$((10#${number##*/}))"
+        done
     done
 }
 
@@ -38,31 +42,47 @@ __@program@_complete() {
         '('*) __@program@_offer $(printf %s "${1:1:-1}") ;;
         scenarios) __@program@_scenarios; __@program@_complete files ;;
         units) __@program@_units ;;
+        attempts) __@program@_units attempts ;;
         files) compopt -o filenames; mapfile -t -O "${#COMPREPLY[@]}" COMPREPLY < <(compgen -f -- "$cur") ;;
     esac
 }
 
+# Sets values to what the option takes, empty for one that takes nothing.
+__@program@_values_of() {
+    values=''
+    case $1 in
+@values@
+    esac
+}
+
 __@program@() {
-    local cur=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} subcommand='' words='' positional='' values='' i
+    local cur=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]} subcommand='' words='' values='' i
+    local -a positionals=()
+    local place=0
     COMPREPLY=()
     for ((i = 1; i < COMP_CWORD; i++)); do
         # Behind "--" is another program's command.
         [[ ${COMP_WORDS[i]} != -- ]] || { __@program@_complete files; return; }
-        [[ -n $subcommand || " @subcommands@ " != *" ${COMP_WORDS[i]} "* ]] || subcommand=${COMP_WORDS[i]}
+        __@program@_values_of "${COMP_WORDS[i]}"
+        if [[ -n $values ]]; then
+            [[ ${COMP_WORDS[++i]} != = ]] || ((++i))
+        elif [[ -z $subcommand && " @subcommands@ " == *" ${COMP_WORDS[i]} "* ]]; then
+            subcommand=${COMP_WORDS[i]}
+        elif [[ ${COMP_WORDS[i]} != -* ]]; then
+            ((++place))
+        fi
     done
     if [[ $cur == = ]]; then
         cur=''
     elif [[ $before == = ]]; then
         before=${COMP_WORDS[COMP_CWORD - 2]}
     fi
-    case $before in
-@values@
-    esac
+    __@program@_values_of "$before"
     [[ -z $values ]] || { __@program@_complete "$values"; return; }
     case $subcommand in
 @cases@
     esac
-    [[ $cur == -* || -z $positional ]] || { __@program@_complete "$positional"; return; }
+    [[ $cur == -* || place -ge ${#positionals[@]} ]] || { __@program@_complete "${positionals[place]}"; return; }
     __@program@_offer $words
 }
 

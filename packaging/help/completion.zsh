@@ -19,6 +19,17 @@ _r8_units() {
     compadd -a names
 }
 
+# With their numbers.
+_r8_attempts() {
+    local results=${(Q)opt_args[--results]:-results} folder
+    local -a names
+    for folder in $results/*/<->(N/); do
+        [[ ${folder:h:t} =~ '^[A-Za-z0-9_+=%-]+$' ]] || continue
+        names+=("$(printf '%b' "${${folder:h:t}//\%/\\x}")/$((10#${folder:t}))")
+    done
+    compadd -a names
+}
+
 local context state line
 typeset -A opt_args
 _arguments -C -S @first@ && return

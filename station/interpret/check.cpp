@@ -1,6 +1,6 @@
 #include "station/interpret/check.h"
 
-#include <regex>
+#include <regex.h>
 
 namespace station {
 
@@ -18,24 +18,39 @@ bool matches(const std::string& pattern, const Value& value) {
     return text != nullptr && matchesPattern(pattern, *text);
 }
 
+// regcomp(3)'s, freed at the end.
+class Pattern {
+  public:
+    explicit Pattern(const std::string& text)
+        : isOne_(text.find('\0') == std::string::npos &&
+                 regcomp(&compiled_, text.c_str(), REG_EXTENDED) == 0) {}
+    Pattern(const Pattern&) = delete;
+    Pattern& operator=(const Pattern&) = delete;
+    ~Pattern() {
+        if (isOne_) {
+            regfree(&compiled_);
+        }
+    }
+    explicit operator bool() const { return isOne_; }
+    const regex_t& operator*() const { return compiled_; }
+
+  private:
+    regex_t compiled_ = {};
+    bool isOne_;
+};
+
 }  // namespace
 
 bool matchesPattern(const std::string& pattern, const std::string& text) {
-    try {
-        return text.size() <= longestMatched &&
-               std::regex_match(text, std::regex(pattern, std::regex::extended));
-    } catch (const std::regex_error&) {
-        return false;  // a text that takes the matcher too far is not one that was described
-    }
+    const Pattern compiled(pattern);
+    regmatch_t match = {};
+    return compiled && text.size() <= longestMatched &&
+           regexec(&*compiled, text.c_str(), 1, &match, 0) == 0 && match.rm_so == 0 &&
+           static_cast<std::size_t>(match.rm_eo) == text.size();  // the longest one is found
 }
 
 bool isPattern(const std::string& pattern) {
-    try {
-        (void)std::regex(pattern, std::regex::extended);
-        return true;
-    } catch (const std::regex_error&) {
-        return false;
-    }
+    return static_cast<bool>(Pattern(pattern));
 }
 
 bool Limit::holds(const Value& value) const {

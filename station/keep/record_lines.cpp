@@ -59,10 +59,11 @@ RecordedRun readPassedRun(const std::filesystem::path& folder) {
     }
     RunInterpreter interpreter;
     for (const Json& step : listIn(record, "steps")) {
-        for (const Json& line : listIn(step, "lines")) {
-            if (!interpreter.run.ended) {  // behind it come single tests
-                readLineAgain(interpreter, line);
-            }
+        if (interpreter.run.ended) {
+            break;  // behind it come single tests
+        }
+        for (const Json& line : listIn(step, "lines")) {  // what was printed may come behind the end marker
+            readLineAgain(interpreter, line);
         }
     }
     interpreter.finish(interpreter.run.steps.back().end, {.exitStatus = 0}, false);

@@ -128,7 +128,7 @@ class Taker {
 
     void addUnlessCopy(const StoredAttempt& attempt) {
         const std::string place = placeOf(attempt.unit, attempt.id);
-        if (!place.empty() && place < attempt.place) {
+        if (!place.empty() && fs::path(place) < fs::path(attempt.place)) {  // "7", before "7-copy"
             return;
         }
         if (!place.empty()) {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <ctime>
-#include <regex>
 
 #include "station/interpret/text.h"
 #include "station/keep/files.h"
@@ -94,10 +93,18 @@ std::string derivedId(const RecordJson& record) {
     return id;
 }
 
+// Of a UUID in lower case.
+bool isUuid(std::string_view text) {
+    constexpr std::string_view form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+    return std::equal(text.begin(), text.end(), form.begin(), form.end(), [](char character, char kind) {
+        return kind == '-' ? character == '-'
+                           : std::string_view("0123456789abcdef").find(character) != std::string_view::npos;
+    });
+}
+
 std::string idOf(const RecordJson& record) {
-    static const std::regex uuid("[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}");
     const std::string id = textOf(record, "id");
-    return std::regex_match(id, uuid) ? id : derivedId(record);
+    return isUuid(id) ? id : derivedId(record);
 }
 
 StoredItem itemOf(const RecordJson& item) {

@@ -91,7 +91,7 @@ std::unique_ptr<Sqlite> openIndex(const fs::path& file, std::chrono::millisecond
     if (!isNew && (makeAnew || schemaVersionOf(*index) != schemaVersion)) {
         empty(index, file, patience);
     }
-    index->script("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -16000;");
+    index->script("PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL; PRAGMA cache_size = -4000;");
     makeTables(*index);
     return index;
 }
