@@ -378,6 +378,13 @@ TEST_F(StationPlan, gateTable) {
     EXPECT_NE(history.ownerOfMac("00:11:22:33:44:55", "new"), "");
     EXPECT_NE(history.ownerOfMac("00:11:22:33:44:55", "passed"), "passed");
     EXPECT_EQ(history.ownerOfMac("00:11:22:33:44:56", "new"), "");
+    for (const char* const unit : {"gold3", "gold4", "golden", "part"}) {
+        fs::remove_all(bench / "results" / unit);
+    }
+    EXPECT_EQ(history.ownerOfMac("00:11:22:33:44:55", "passed"), "");  // others have only failed with it
+    EXPECT_NE(history.ownerOfMac("00:11:22:33:44:55", "failed"), "");
+    past("failed", 5, "passed");
+    EXPECT_EQ(history.ownerOfMac("00:11:22:33:44:55", "passed"), "failed");
 }
 
 }  // namespace
