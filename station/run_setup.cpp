@@ -4,6 +4,7 @@
 
 #include "host/child_process.h"
 #include "host/toml_section.h"
+#include "station/interpret/text.h"
 #include "station/keep/run_history.h"
 #include "station/keep/utc_time.h"
 #include "station/product/read_product.h"
@@ -63,8 +64,15 @@ std::unique_ptr<Session> openSession(const Options& options, const AttemptSetup&
         [&] { return std::make_unique<Session>(options.results, setup.info, language, setup.parts); });
     session->product = setup.product;
     if (setup.product) {
-        session->ownerOfMac = [history = setup.history, unit = setup.info.unit](const std::string& mac) {
-            return unit ? history->ownerOfMac(mac, *unit) : std::string();
+        session->ownerOfMac = [history = setup.history, unit = setup.info.unit, results = options.results,
+                               lock = std::shared_ptr<host::Descriptor>()](const std::string& mac) mutable {
+            if (!unit) {
+                return std::string();
+            }
+            if (!lock) {
+                lock = std::make_shared<host::Descriptor>(lockAddresses(results));
+            }
+            return history->ownerOfMac(mac, *unit);
         };
     }
     return session;
@@ -77,6 +85,9 @@ ClockJudge judgeOf(const Options& options) {
 }
 
 AttemptSetup setUpAttempt(const Options& options, const std::vector<std::string>& command) {
+    if (!options.gate.repaired.empty() && trimmed(options.gate.repaired).empty()) {
+        throw WrongUse("--repaired wants what was repaired");
+    }
     AttemptSetup setup;
     AttemptInfo& info = setup.info;
     info.unit = chosenUnit(options);

@@ -202,6 +202,7 @@ void Session::collect() {
     checkAddresses(run, ownerOfMac);
     settleOutcome(run);
     judgeByProduct(run, product.get(), attempt_.about().only.empty() && !run.steps.empty());
+    settleWhole(run, !attempt_.about().only.empty());
 }
 
 void Session::judgeClocks(ClockJudge judge) {
@@ -224,8 +225,10 @@ ExitStatus Session::finish(ClockJudge judge) {
     if (judge == ClockJudge::ask && !personIsThere()) {
         judge = ClockJudge::automatic;
     }
-    if (judge == ClockJudge::ask) {
-        keep();  // who walks away from the question loses nothing
+    if (judge == ClockJudge::ask || ownerOfMac) {
+        explain(run, product.get());
+        keep();                // who walks away from the question loses nothing
+        ownerOfMac = nullptr;  // with its lock: other units see our addresses now
     }
     judgeClocks(judge);
     explain(run, product.get());

@@ -31,7 +31,7 @@ struct Restart {
 
 class Session {
   public:
-    OwnerOfMac ownerOfMac;
+    OwnerOfMac ownerOfMac;                   // asked at the end; goes away when the addresses are kept
     std::shared_ptr<const Product> product;  // null: nothing says what to expect
 
     // Takes the unit's next attempt below the folder. Throws std::system_error when that can't be kept.

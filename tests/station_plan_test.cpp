@@ -4,6 +4,7 @@
 #include <pty.h>
 #include <termios.h>
 
+#include "station/keep/unit_lock.h"
 #include "station/plan/gate.h"
 #include "station/plan/plan.h"
 #include "station/store/history.h"
@@ -121,6 +122,19 @@ TEST_F(StationPlan, aKillBetweenTwoPartsLeavesAReadableRecordThatIsNoPass) {
     }
 }
 
+TEST_F(StationPlan, aKillAtTheClocksQuestionLosesNoReason) {
+    std::vector<std::string> words = onlyWords({});
+    *std::find(words.begin(), words.end(), "auto") = "ask";
+    *std::find(words.begin(), words.end(), "healthy") = "faulty-network-down";
+    int terminal = -1;
+    const pid_t child = startOnTerminal(words, terminal);
+    const host::Descriptor closer(terminal);
+    (void)readUntil(terminal, "[y/n] ");
+    kill(child, SIGKILL);
+    EXPECT_EQ(statusOf(child), 128 + SIGKILL);
+    EXPECT_EQ(item(record(1), "network")["reasons"].size(), 1U);
+}
+
 TEST_F(StationPlan, settlesWhatWasLeftToAPerson) {
     std::vector<std::string> words = runWords(healthy, "exit:0");
     *std::find(words.begin(), words.end(), "auto") = "leave";
@@ -149,6 +163,13 @@ TEST_F(StationPlan, settlesWhatWasLeftToAPerson) {
     EXPECT_THAT(readFile(attempt(1) / "junit.xml"), HasSubstr("errors=\"0\" skipped=\"0\""));
     EXPECT_EQ(settle("7/1", "clock", "fail"), 2);  // it was said
 
+    for (const char* const changed :
+         {R"([{"op":"add","path":"/reasons/-","value":"x"}])",
+          R"([{"op":"replace","path":"/items/0/outcome","value":"incomplete"}])"}) {
+        std::ofstream(attempt(1) / "record.json") << before.patch(Json::parse(changed));
+        EXPECT_EQ(settle("7/1", "clock", "pass"), 3) << changed;
+        EXPECT_EQ(record(1)["outcome"], "incomplete");
+    }
     EXPECT_EQ(settle("7/0002", "clock", "fail"), 1);
     EXPECT_EQ(record(2)["outcome"], "failed");
     EXPECT_THAT(readFile(attempt(2) / "junit.xml"),
@@ -228,6 +249,7 @@ TEST_F(StationPlan, runsAProductsPlanThroughItsGate) {
     EXPECT_EQ(run("7", {"--again"}, "faulty-drive-missing"), 1);
     EXPECT_EQ(run("7", {"--again"}), 2);
     EXPECT_THAT(output(), HasSubstr("--repaired"));
+    EXPECT_EQ(run("7", {"--again", "--repaired", " "}), 2);
     EXPECT_EQ(run("7", {"--again", "--repaired", "port 2"}), 3);
     EXPECT_EQ(record(4)["repaired"], "port 2");
 
@@ -239,6 +261,23 @@ TEST_F(StationPlan, runsAProductsPlanThroughItsGate) {
     EXPECT_EQ(run("9", {}), 3);
     EXPECT_EQ(record(1, "9")["outcome"],
               item(record(1, "9"), "network")["outcome"] == "failed" ? "failed" : "incomplete");
+}
+
+// Another unit's record with the same addresses comes while the lock is held; nobody looks before.
+TEST_F(StationPlan, unitsThatEndAtOnceSeeEachOthersAddresses) {
+    fs::create_directories(attempt(1, "8"));
+    host::Descriptor lock = lockAddresses(bench / "results");
+    std::vector<std::string> words = onlyWords({});
+    words.insert(words.begin() + 1, {"--product", file("p.toml", "[network]\n")});
+    std::ofstream(attempt(1, "8") / "record.json")
+        << R"({"unit":"8","outcome":"passed","started":"","reasons":[],"items":[],"board":{"macs":[]}})";
+    const pid_t child = startStation(words);
+    waitForLine(1, "R8TESTEND");
+    std::ofstream(attempt(1, "8") / "record.json")
+        << R"({"unit":"8","outcome":"passed","started":"","reasons":[],"items":[],)"
+        << R"("board":{"macs":["00:1a:2b:3c:4d:5f"]}})";
+    lock.close();
+    EXPECT_EQ(statusOf(child), 1) << output();
 }
 
 // A gate asks for each thing in turn, and an option opens it and is kept.
@@ -270,7 +309,8 @@ TEST_F(StationPlan, gateTable) {
     const std::time_t now = std::time(nullptr);
     (void)std::strftime(today, sizeof today, "%Y-%m-%dT%H:%M:%SZ", std::gmtime(&now));
     past("gold2", 1, "failed", today);
-    past("gold3", 1, "passed", today);
+    past("gold3", 1, "passed", today, R"(,"product":{"name":"p.toml"})");
+    past("gold4", 1, "passed", today, R"(,"product":null)");
 
     const struct {
         const char* unit;
@@ -306,6 +346,7 @@ TEST_F(StationPlan, gateTable) {
         {"new", {.goldenUnit = "golden"}, {}, {}, "golden unit golden has not passed today; --no-golden", ""},
         {"new", {.goldenUnit = "gold2"}, {}, {}, "--no-golden", ""},
         {"new", {.goldenUnit = "gold3"}, {}, {}, "", ""},
+        {"new", {.goldenUnit = "gold4"}, {}, {}, "--no-golden", ""},
         {"new", {.goldenUnit = "never"}, {.noGolden = true}, {}, "", "golden "},
         {"golden", {.goldenUnit = "golden"}, {}, {}, "", ""},
         {"passed", {.goldenUnit = "gold2"}, {.again = true, .noGolden = true}, {}, "", "passed golden "},
@@ -337,6 +378,13 @@ TEST_F(StationPlan, gateTable) {
     EXPECT_NE(history.ownerOfMac("00:11:22:33:44:55", "new"), "");
     EXPECT_NE(history.ownerOfMac("00:11:22:33:44:55", "passed"), "passed");
     EXPECT_EQ(history.ownerOfMac("00:11:22:33:44:56", "new"), "");
+    for (const char* const unit : {"gold3", "gold4", "golden", "part"}) {
+        fs::remove_all(bench / "results" / unit);
+    }
+    EXPECT_EQ(history.ownerOfMac("00:11:22:33:44:55", "passed"), "");  // others have only failed with it
+    EXPECT_NE(history.ownerOfMac("00:11:22:33:44:55", "failed"), "");
+    past("failed", 5, "passed");
+    EXPECT_EQ(history.ownerOfMac("00:11:22:33:44:55", "passed"), "failed");
 }
 
 }  // namespace

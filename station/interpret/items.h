@@ -58,6 +58,8 @@ struct ItemRow {
     void (*endSilently)(TestRun& run) = nullptr;
     // Only a person can tell how the single test came out.
     bool singleNeedsPerson = false;
+    // Nothing in its lines says where a repetition ends and the next one begins.
+    bool singleRunsOnce = false;
 };
 
 // In the order of the items.

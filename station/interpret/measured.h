@@ -206,6 +206,7 @@ struct PmFirmware {
     Count chipsPassed;
     Count chipsFailed;
     Count chipsNotTested;
+    std::int64_t notTestedBefore = 0;  // in the lists before the last
 
     static const ItemRow row;
     void fields(auto&& field) const {

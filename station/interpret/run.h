@@ -115,7 +115,8 @@ struct TestRun {
     bool arrived = false;         // a record came
     bool ended = false;           // the end marker came
     double seconds = 0;
-    int repetitions = 1;  // of a single test
+    bool isSingle = false;  // of a single test
+    int repetitions = 1;    // of one
     std::vector<Settlement> settled;
     std::vector<TestRun> singles;  // the plan's single tests, each with its one item
 

@@ -7,6 +7,7 @@
 namespace station {
 
 SingleTest::SingleTest(int number, int repetitions, double at) : row_(*itemOfSingleTest(number)) {
+    run.isSingle = true;
     run.repetitions = repetitions;
     for (Item& item : run.items) {
         item.isPart = item.row == &row_;

@@ -1,5 +1,8 @@
 #include "station/keep/record_lines.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "station/interpret/items.h"
 #include "station/interpret/run_interpreter.h"
 #include "station/interpret/summary_lines.h"
@@ -31,6 +34,17 @@ void readLineAgain(RunInterpreter& interpreter, const Json& line) {
     }
 }
 
+// Empty where somebody has changed it into anything else.
+std::vector<Json> listIn(const Json& object, const char* key) {
+    const Json list = object.is_object() ? object.value(key, Json()) : Json();
+    std::vector<Json> objects;
+    if (list.is_array()) {
+        std::copy_if(list.begin(), list.end(), std::back_inserter(objects),
+                     [](const Json& one) { return one.is_object(); });
+    }
+    return objects;
+}
+
 bool isOfSingleTest(const Json& item) {
     const ItemRow* const row = itemWith(&ItemRow::name, textOf(item, "name"));
     return row != nullptr && row->presence == Presence::onlyAlone;
@@ -44,11 +58,11 @@ RecordedRun readPassedRun(const std::filesystem::path& folder) {
         throw WrongUse(folder.string() + ": the unit did not pass, it is " + textOf(record, "outcome"));
     }
     RunInterpreter interpreter;
-    for (const Json& step : record["steps"]) {
+    for (const Json& step : listIn(record, "steps")) {
         if (interpreter.run.ended) {
             break;  // behind it come single tests
         }
-        for (const Json& line : step["lines"]) {  // what was printed may come behind the end marker
+        for (const Json& line : listIn(step, "lines")) {  // what was printed may come behind the end marker
             readLineAgain(interpreter, line);
         }
     }

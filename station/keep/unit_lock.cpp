@@ -41,6 +41,18 @@ UnitLock::UnitLock(const fs::path& results, const std::optional<std::string>& un
     } while (!file_.isOpen() || !isStillThere(file_.get()));
 }
 
+host::Descriptor lockAddresses(const fs::path& results) {
+    const fs::path path = results / ".addresses.lock";
+    host::Descriptor file(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0644));
+    host::require(file.isOpen(), path);
+    int locked = -1;
+    do {
+        locked = flock(file.get(), LOCK_EX);
+    } while (locked != 0 && errno == EINTR);
+    host::require(locked == 0, path);
+    return file;
+}
+
 UnitLock::~UnitLock() {
     std::error_code ignored;  // what is left harms nobody
     if (!file_.isOpen()) {

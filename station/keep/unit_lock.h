@@ -24,4 +24,8 @@ class UnitLock {
     host::Descriptor file_;
 };
 
+// Held while an attempt asks whose its addresses are and keeps them: of two units with one address that end
+// at the same moment the second one sees the first. Waits for that. Throws std::system_error.
+host::Descriptor lockAddresses(const std::filesystem::path& results);
+
 }  // namespace station

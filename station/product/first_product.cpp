@@ -51,7 +51,15 @@ std::vector<Value> measuredOf(const TestRun& run, const Item& item, const ValueR
     return values;
 }
 
-std::string near(const std::vector<Value>& values, std::int64_t margin) {
+// Of differences the good one is none, whatever this unit has.
+std::string near(const ValueRow& row, std::vector<Value> values) {
+    constexpr std::int64_t usualMargin = 2;
+    constexpr std::int64_t degrees = 15;
+    const bool isDifference = row.item == "clock";
+    const std::int64_t margin = isDifference ? 0 : degrees;
+    if (isDifference) {
+        values.insert(values.end(), {Value(-usualMargin), Value(usualMargin)});
+    }
     const auto [low, high] = std::minmax_element(values.begin(), values.end());
     return "{ least = " + std::to_string(std::get<std::int64_t>(*low) - margin) +
            ", most = " + std::to_string(std::get<std::int64_t>(*high) + margin) + " }";
@@ -75,8 +83,6 @@ bool hasKind(const ValueRow& row, const Value& value) {
 
 // The limit; empty where the unit has nothing that every other one would have as well.
 std::string suggestionFor(const ValueRow& row, const std::vector<Value>& values) {
-    constexpr std::int64_t usualMargin = 2;
-    constexpr std::int64_t degrees = 15;
     const bool fits =
         std::all_of(values.begin(), values.end(), [&row](const Value& value) { return hasKind(row, value); });
     if (values.empty() || !fits) {
@@ -88,7 +94,7 @@ std::string suggestionFor(const ValueRow& row, const std::vector<Value>& values)
         case Suggestion::atMost:
             return "{ most = " + tomlOf(*std::max_element(values.begin(), values.end()), row.kind) + " }";
         case Suggestion::near:
-            return near(values, row.item == "clock" ? usualMargin : degrees);
+            return near(row, values);
         case Suggestion::same:
             return std::all_of(values.begin(), values.end(),
                                [&](const Value& one) { return one == values[0]; })

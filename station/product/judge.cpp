@@ -20,12 +20,15 @@ const ItemLimits* limitsOf(const Product* product, const Item& item) {
 }
 
 // What the item has to be like on a unit of the product. The addresses come with the description of the
-// board.
+// board, in the full run only.
 std::vector<ElementCheck> checksBy(const Product& product, const TestRun& run, const Item& item) {
     const ItemLimits* const limits = limitsOf(&product, item);
     std::vector<ElementCheck> checks =
         limits == nullptr ? std::vector<ElementCheck>() : checksOf(run, item, *limits, true);
-    if (item.row == &BoardDescription::row) {
+    if (run.isSingle) {
+        std::erase_if(checks,
+                      [](const ElementCheck& one) { return one.row != nullptr && one.row->isOfSummary; });
+    } else if (item.row == &BoardDescription::row) {
         for (ElementCheck& check : macChecks(run, product.mac)) {
             checks.push_back(std::move(check));
         }

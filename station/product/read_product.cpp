@@ -94,6 +94,9 @@ Part readTest(Section& section, bool& before) {
     if (part.repetitions < 1 || part.repetitions > mostRepetitions) {
         section.fail("count", "is a number from 1 to 99");
     }
+    if (part.repetitions != 1 && itemOfSingleTest(part.test)->singleRunsOnce) {
+        section.fail("count", "is 1: the repetitions of this test can't be told apart");
+    }
     section.choice("when", before, {{"before", true}, {"after", false}});
     part.limitSeconds = readSeconds(section, "limitSeconds", usualLimitSeconds);
     section.flag("ask", part.asks);
@@ -144,6 +147,14 @@ Product readProductText(const std::string& text, const std::string& file) {
     Section section(table, file, "");
     Product product;
     product.name = std::filesystem::path(file).filename();
+    if (table.empty()) {
+        throw host::TomlError(file + ":1: says nothing of a product");
+    }
+    for (const char* const once : {"unit", "mac"}) {  // the keys of a first one would be lost
+        if (section.has(once) && !section.isTable(once)) {
+            section.fail(once, "is a table");
+        }
+    }
     section.each("unit", [&](Section& unit) { readGate(unit, product); });
     section.each("mac", [&](Section& mac) { readMac(mac, product.mac); });
     product.plan = readPlan(section);

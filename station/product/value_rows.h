@@ -33,6 +33,7 @@ struct ValueRow {
     Suggestion suggestion = Suggestion::same;
     WordsView yes = {};  // of a flag, instead of the format
     WordsView no = {};
+    bool isOfSummary = false;  // the summary of the full run has it, a single test has not
 };
 
 std::span<const ValueRow> valueRows();

@@ -87,6 +87,13 @@ int FolderHistory::failedAttempts(const std::string& unit) const {
     return failed;
 }
 
+bool FolderHistory::hasPassedWith(const std::string& mac, const std::string& unit) const {
+    const std::vector<PastAttempt> attempts = attemptsIn(results_ / unitFolderName(unit));
+    return std::any_of(attempts.begin(), attempts.end(), [&mac](const PastAttempt& attempt) {
+        return attempt.has("passed") && hasMac(attempt.record, mac);
+    });
+}
+
 std::string FolderHistory::ownerOfMac(const std::string& mac, const std::string& unit) const {
     for (const fs::directory_entry& entry : fs::directory_iterator(results_)) {
         const std::string folder = entry.path().filename();
@@ -95,7 +102,7 @@ std::string FolderHistory::ownerOfMac(const std::string& mac, const std::string&
             continue;
         }
         for (const PastAttempt& attempt : attemptsIn(entry.path())) {
-            if (hasMac(attempt.record, mac)) {
+            if (hasMac(attempt.record, mac) && (attempt.has("passed") || !hasPassedWith(mac, unit))) {
                 const std::string name = textOf(attempt.record, "unit");
                 return name.empty() ? folder : name;
             }
@@ -107,7 +114,9 @@ std::string FolderHistory::ownerOfMac(const std::string& mac, const std::string&
 bool FolderHistory::passedToday(const std::string& unit) const {
     const std::vector<PastAttempt> attempts = attemptsIn(results_ / unitFolderName(unit));
     return std::any_of(attempts.begin(), attempts.end(), [](const PastAttempt& attempt) {
-        return attempt.has("passed") && isToday(textOf(attempt.record, "started"));
+        // Without a product nothing told its station what to expect.
+        return attempt.has("passed") && attempt.record.value("product", Json()).is_object() &&
+               isToday(textOf(attempt.record, "started"));
     });
 }
 

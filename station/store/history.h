@@ -23,9 +23,10 @@ class History {
     virtual int passedBefore(const std::string& unit) const = 0;
     // How many failed since the last one that began with a note of a repair.
     virtual int failedAttempts(const std::string& unit) const = 0;
-    // Another unit that has that address, none but this: its name; empty: nobody has it.
+    // Another unit that has that address: its name; empty: nobody has it. One that the unit passed with stays
+    // its own, whoever else comes with it, until another unit passes with it.
     virtual std::string ownerOfMac(const std::string& mac, const std::string& unit) const = 0;
-    // Whether the unit passed on this machine's day of today.
+    // Whether the unit passed by a product on this machine's day of today.
     virtual bool passedToday(const std::string& unit) const = 0;
 };
 
@@ -40,6 +41,8 @@ class FolderHistory : public History {
     bool passedToday(const std::string& unit) const override;
 
   private:
+    bool hasPassedWith(const std::string& mac, const std::string& unit) const;
+
     std::filesystem::path results_;
 };
 

@@ -180,7 +180,13 @@ std::string SharedHistory::ownerOfMac(const std::string& mac, const std::string&
     if (!owner.empty()) {
         return owner;
     }
-    const auto rows = ask(1, "SELECT unit FROM mac_use WHERE mac = $1 AND unit <> $2 LIMIT 1", {mac, unit});
+    const auto rows =
+        ask(1,
+            "WITH use AS (SELECT m.unit, o.outcome = 'passed' AND o.partial = 0 AS passed FROM mac_use m"
+            " JOIN outcome o ON o.unit = m.unit AND o.id = m.attempt WHERE m.mac = $1)"
+            " SELECT unit FROM use WHERE unit <> $2"
+            " AND (passed OR NOT EXISTS (SELECT 1 FROM use WHERE unit = $2 AND passed)) LIMIT 1",
+            {mac, unit});
     return rows && !rows->empty() ? rows->front().front() : "";
 }
 

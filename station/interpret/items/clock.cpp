@@ -71,6 +71,7 @@ const ItemRow ClockTimes::row = {
     .singleTest = 6,
     .readSingle = readSingle,
     .singleNeedsPerson = true,
+    .singleRunsOnce = true,
 };
 
 }  // namespace station

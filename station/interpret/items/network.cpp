@@ -90,6 +90,7 @@ const ItemRow Network::row = {
     .lacks = lacks,
     .singleTest = 11,
     .readSingle = readSingle,
+    .singleRunsOnce = true,
 };
 
 }  // namespace station

@@ -59,6 +59,7 @@ void readSingle(TestRun& run, std::string_view line) {
             markBroken(item, line);  // the list before was not whole
         }
         values.lists = values.lists.value_or(0) + 1;
+        values.notTestedBefore += values.chipsNotTested.value_or(0);
         values.chipsPassed = values.chipsFailed = values.chipsNotTested = std::nullopt;
     } else if (line.starts_with("Chip")) {
         readChip(item, line, values);
@@ -72,8 +73,8 @@ std::string lacks(const TestRun& run) {
     if (values.lists != run.repetitions || listedChips(values) != chipsOf(values.diskPorts)) {
         return "not every chip has its line";
     }
-    return values.chipsNotTested ? "chips that were not tested: " + std::to_string(*values.chipsNotTested)
-                                 : "";
+    const std::int64_t notTested = values.notTestedBefore + values.chipsNotTested.value_or(0);
+    return notTested != 0 ? "chips that were not tested: " + std::to_string(notTested) : "";
 }
 
 }  // namespace

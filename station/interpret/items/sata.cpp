@@ -112,6 +112,7 @@ const ItemRow Sata::row = {
     .lacks = lacks,
     .singleTest = 8,
     .singleLacks = missingParts,
+    .singleRunsOnce = true,
 };
 
 }  // namespace station

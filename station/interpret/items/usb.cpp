@@ -89,6 +89,7 @@ const ItemRow Usb::row = {
     .singleTest = 7,
     .readSingle = readSingle,
     .singleLacks = singleLacks,
+    .singleRunsOnce = true,
 };
 
 }  // namespace station
