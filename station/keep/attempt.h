@@ -62,7 +62,8 @@ std::string unitFolderName(const std::optional<std::string>& unit);
 std::string attemptFolderName(int number);
 
 // Both texts take the place of what is there, or neither does. Throws std::system_error.
-void replaceRecord(const std::filesystem::path& folder, const std::string& record, const std::string& junit);
+void replaceRecord(const std::filesystem::path& folder, const std::string& recordText,
+                   const std::string& junitText);
 
 // The number of an attempt's folder; 0 for any other.
 int attemptNumber(const std::filesystem::path& folder);

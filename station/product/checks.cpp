@@ -15,52 +15,51 @@ namespace {
 
 class CheckMaker {
   public:
-    CheckMaker(const TestRun& testRun, const Item& testItem, const ItemLimits& itemLimits, bool withImplied)
-        : run(testRun), item(testItem), limits(itemLimits), implied(withImplied) {
-        seen = seenValues(run, *item.row);
+    CheckMaker(const TestRun& run, const Item& item, const ItemLimits& limits, bool implied)
+        : run_(run), item_(item), limits_(limits), implied_(implied), seen_(seenValues(run, *item.row)) {
         addUnlisted();
     }
 
     std::vector<ElementCheck> make() {
         addWhole();
-        for (const std::string& element : limits.elements) {
+        for (const std::string& element : limits_.elements) {
             addIdentity(element);
         }
         for (const ValueRow& row : valueRows()) {
-            if (row.item == item.row->name) {
+            if (row.item == item_.row->name) {
                 row.list.empty() ? addScalar(row) : addElements(row);
             }
         }
-        return std::move(checks);
+        return std::move(checks_);
     }
 
   private:
     // Of the description, what has no label and so no place in the record's values.
     void addUnlisted() {
-        if (item.row == &BoardDescription::row) {
+        if (item_.row == &BoardDescription::row) {
             for (const auto& [path, text] : {std::pair("board.chip", &BoardDescription::chip),
                                              {"board.memory", &BoardDescription::memory}}) {
-                if (const auto& value = run.values<BoardDescription>().*text) {
-                    seen.push_back({"", "", path, *value});
+                if (const auto& value = run_.values<BoardDescription>().*text) {
+                    seen_.push_back({"", "", path, *value});
                 }
             }
         }
     }
 
     void addWhole() {
-        if (implied) {
-            const bool wasTested = item.outcome != Outcome::skipped && item.isOfThisBoard();
-            add("", nullptr, "tested", Value(wasTested), {.expected = Value(limits.tested)});
+        if (implied_) {
+            const bool wasTested = item_.outcome != Outcome::skipped && item_.isOfThisBoard();
+            add("", nullptr, "tested", Value(wasTested), {.expected = Value(limits_.tested)});
         }
-        if (limits.seconds) {
+        if (limits_.seconds) {
             add("", nullptr, "durationSeconds", secondsOfStep(),
-                {.minimum = {}, .maximum = Value(*limits.seconds)});
+                {.minimum = {}, .maximum = Value(*limits_.seconds)});
         }
     }
 
     std::optional<Value> secondsOfStep() const {
-        for (const Step& step : run.steps) {
-            if (step.name == item.row->name) {
+        for (const Step& step : run_.steps) {
+            if (step.name == item_.row->name) {
                 return Value(static_cast<std::int64_t>(std::ceil(step.end - step.start)));
             }
         }
@@ -68,26 +67,26 @@ class CheckMaker {
     }
 
     void addIdentity(const std::string& element) {
-        const bool isThere = std::any_of(seen.begin(), seen.end(),
+        const bool isThere = std::any_of(seen_.begin(), seen_.end(),
                                          [&](const SeenValue& value) { return value.element == element; });
         add(element, nullptr, element + ".present", Value(isThere), {.expected = Value(true)});
-        checks.back().isMissing = !isThere;
+        checks_.back().isMissing = !isThere;
     }
 
     const Limit* limitOf(const std::string& element, std::string_view key) const {
         const auto find = [&](const std::string& wanted) {
-            return std::find_if(limits.values.begin(), limits.values.end(), [&](const ValueLimit& one) {
+            return std::find_if(limits_.values.begin(), limits_.values.end(), [&](const ValueLimit& one) {
                 return one.element == wanted && one.key == key;
             });
         };
         auto found = find(element);
-        found = found == limits.values.end() ? find("") : found;
-        return found == limits.values.end() ? nullptr : &found->limit;
+        found = found == limits_.values.end() ? find("") : found;
+        return found == limits_.values.end() ? nullptr : &found->limit;
     }
 
     // Where a product describes the cards, each of them has a link, unless it is said to be PoE's.
     std::optional<Limit> impliedLimit(std::string_view key) const {
-        const bool isCard = implied && item.row == &Network::row;
+        const bool isCard = implied_ && item_.row == &Network::row;
         if (isCard && key == "poe") {
             return Limit{.expected = Value(false)};
         }
@@ -96,14 +95,14 @@ class CheckMaker {
 
     bool isPoe(const std::string& element) const {
         const Limit* const poe = limitOf(element, "poe");
-        return item.row == &Network::row && poe != nullptr && poe->expected == Value(true);
+        return item_.row == &Network::row && poe != nullptr && poe->expected == Value(true);
     }
 
     // A value that came twice is checked twice.
     void addMeasured(const std::string& element, const ValueRow& row, const Limit& limit) {
         const std::string path = (element.empty() ? "" : element + ".") + std::string(row.path);
         bool wasSeen = false;
-        for (const SeenValue& value : seen) {
+        for (const SeenValue& value : seen_) {
             if (value.element == element && value.key == row.path) {
                 wasSeen = true;
                 add(element, &row, path, value.value, limit);
@@ -143,12 +142,12 @@ class CheckMaker {
                 elements.push_back(element);
             }
         };
-        for (const SeenValue& value : seen) {
+        for (const SeenValue& value : seen_) {
             if (value.list == row.list) {
                 addOnce(value.element);
             }
         }
-        std::for_each(limits.elements.begin(), limits.elements.end(), addOnce);
+        std::for_each(limits_.elements.begin(), limits_.elements.end(), addOnce);
         const Limit* const cards = row.list == "cards" ? limitOf("", "cards") : nullptr;
         const std::optional<Value> count = cards == nullptr  ? std::nullopt
                                            : cards->expected ? cards->expected
@@ -168,7 +167,7 @@ class CheckMaker {
                                                   ? Value(numberOf(*value))
                                                   : value;
         const bool passed = compared && limit.holds(*compared);
-        checks.push_back({element, row, {path, compared, limit, passed}});
+        checks_.push_back({element, row, {path, compared, limit, passed}});
     }
 
     // "14年5月23日." as "2014-05-23"; any other text stays.
@@ -196,12 +195,12 @@ class CheckMaker {
 
     static constexpr std::int64_t mostCards = 16;
 
-    const TestRun& run;
-    const Item& item;
-    const ItemLimits& limits;
-    bool implied;
-    std::vector<SeenValue> seen;
-    std::vector<ElementCheck> checks;
+    const TestRun& run_;
+    const Item& item_;
+    const ItemLimits& limits_;
+    bool implied_;
+    std::vector<SeenValue> seen_;
+    std::vector<ElementCheck> checks_;
 };
 
 bool isUnicast(const std::string& address) {

@@ -32,7 +32,7 @@ class Postgres : public Database {
     ~Postgres() override;
 
     // onRow must not use the database.
-    void query(const std::string& sql, const SqlValues& parameters,
+    void query(const std::string& sql, const SqlValues& values,
                const std::function<void(const Row&)>& onRow) override;
 
     // A single statement.

@@ -16,6 +16,6 @@ struct NotARecord : std::runtime_error {
 
 // Of a record of version 1 or 2. One without an id gets one that is made of what it says, the same for each
 // copy. Texts are without control characters and of bounded length. Throws NotARecord.
-StoredAttempt readAttempt(const std::string& record);
+StoredAttempt readAttempt(const std::string& text);
 
 }  // namespace station

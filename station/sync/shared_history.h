@@ -30,8 +30,7 @@ class SharedHistory : public History {
   private:
     using Rows = std::vector<std::vector<std::string>>;
 
-    std::optional<Rows> ask(int columns, const std::string& sql,
-                            const std::vector<std::string>& parameters) const;
+    std::optional<Rows> ask(int columns, const std::string& sql, const std::vector<std::string>& texts) const;
 
     std::filesystem::path results_;
     std::string address_;
