@@ -12,7 +12,13 @@ using host::Section;
 using MaybeValue = std::optional<Value>;
 
 bool isDate(const std::string& text) {
-    return matchesPattern("[0-9]{4}-[0-9]{2}-[0-9]{2}", text);
+    return matchesPattern("[0-9]{4}-(0[1-9]|1[0-2])-(0[1-9]|[12][0-9]|3[01])", text);
+}
+
+// Below 0 there is nothing to count: such a limit would hold for all or for none.
+bool isBelowCounts(const ValueRow& row, const Value& value) {
+    const auto* const number = std::get_if<std::int64_t>(&value);
+    return number != nullptr && *number < 0 && row.key != "differenceSeconds" && row.key != "celsius";
 }
 
 // A value of the kind that the measured one has, or nothing could be inside.
@@ -32,6 +38,9 @@ void requireKind(const Section& section, const std::string& key, const ValueRow&
         const auto* const kind = std::find_if(std::begin(kinds), std::end(kinds),
                                               [&row](const auto& one) { return one.first == row.kind; });
         section.fail(key, kind->second);
+    }
+    if (isBelowCounts(row, *value)) {
+        section.fail(key, "is not below 0");
     }
 }
 

@@ -60,7 +60,7 @@ void readSingle(TestRun& run, std::string_view line) {
         }
         values.lists = values.lists.value_or(0) + 1;
         values.notTestedBefore += values.chipsNotTested.value_or(0);
-        values.chipsPassed = values.chipsFailed = values.chipsNotTested = std::nullopt;
+        values.chipsPassed = values.chipsFailed = values.chipsNotTested = 0;
     } else if (line.starts_with("Chip")) {
         readChip(item, line, values);
     }
