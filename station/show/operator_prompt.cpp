@@ -17,7 +17,10 @@ namespace station {
 
 namespace {
 
-constexpr int lookMilliseconds = 250;  // how late the limit may be seen
+constexpr int lookMilliseconds = 250;       // how late the limit may be seen
+constexpr int aloneMilliseconds = 100;      // nobody presses two keys in that time, and scanners do
+constexpr std::size_t longestTyped = 4096;  // behind it the limit is looked at again
+constexpr const char* keysAsked = " [y/n] ";
 
 // Keys come as they are pressed, as long as this object lives.
 class SingleKeys {
@@ -44,15 +47,25 @@ class SingleKeys {
     bool changed_ = false;
 };
 
-// None: another key.
+// None: no answer yet. A key counts that was pressed alone, or before Enter: a scanner's text or a pasted one
+// is no answer, whatever it holds.
 std::optional<OperatorAnswer> readKey() {
-    char key = 0;
-    if (read(STDIN_FILENO, &key, 1) != 1) {
-        return errno == EINTR ? std::nullopt : std::optional(OperatorAnswer::none);
+    std::string typed;
+    pollfd more = {STDIN_FILENO, POLLIN, 0};
+    do {
+        char keys[64];
+        const ssize_t count = read(STDIN_FILENO, keys, sizeof keys);
+        if (count < 1) {
+            return count < 0 && errno == EINTR ? std::nullopt : std::optional(OperatorAnswer::none);
+        }
+        typed.append(keys, static_cast<std::size_t>(count));
+    } while (typed.size() < longestTyped && poll(&more, 1, aloneMilliseconds) > 0);
+    if (typed.size() == 2 && (typed[1] == '\n' || typed[1] == '\r')) {
+        typed.pop_back();
     }
-    return key == 'y' || key == 'Y'   ? std::optional(OperatorAnswer::yes)
-           : key == 'n' || key == 'N' ? std::optional(OperatorAnswer::no)
-                                      : std::nullopt;
+    return typed == "y" || typed == "Y"   ? std::optional(OperatorAnswer::yes)
+           : typed == "n" || typed == "N" ? std::optional(OperatorAnswer::no)
+                                          : std::nullopt;
 }
 
 OperatorAnswer waitForAnswer(const TimeLimit& limit) {
@@ -65,10 +78,10 @@ OperatorAnswer waitForAnswer(const TimeLimit& limit) {
             return OperatorAnswer::stopped;
         }
         if (ready > 0 && polled[0].revents != 0) {
-            errno = 0;
             if (const std::optional<OperatorAnswer> answer = readKey()) {
                 return *answer;
             }
+            std::cout << keysAsked << std::flush;
         }
     }
     return OperatorAnswer::none;
@@ -83,7 +96,7 @@ bool personIsThere() {
 OperatorAnswer askOperator(const std::string& question, double limitSeconds) {
     const SingleKeys keys;
     (void)tcflush(STDIN_FILENO, TCIFLUSH);  // what was typed before the question is no answer to it
-    std::cout << question << " [y/n] " << std::flush;
+    std::cout << question << keysAsked << std::flush;
     const OperatorAnswer answer = waitForAnswer(TimeLimit(limitSeconds));
     std::cout << (answer == OperatorAnswer::yes  ? "y"
                   : answer == OperatorAnswer::no ? "n"
