@@ -14,4 +14,20 @@ std::string pageJson(const Json& json) {
     return text;
 }
 
+Json totalsJson(const ReportData& data) {
+    const Totals& totals = data.totals;
+    const OtherRuns& others = data.others;
+    return {{"units", totals.units},
+            {"firstUnits", totals.firstUnits},
+            {"passedFirst", totals.passedFirst},
+            {"passedLast", totals.passedLast},
+            {"attempts", totals.attempts},
+            {"retests", totals.retests},
+            {"incomplete", others.incomplete},
+            {"needsPerson", others.needsPerson},
+            {"running", others.running},
+            {"partial", others.partial},
+            {"bench", others.bench}};
+}
+
 }  // namespace station

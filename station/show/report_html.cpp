@@ -28,22 +28,6 @@ constexpr std::size_t longestText = 500;  // bytes of a reason
 
 using Series = std::map<std::array<std::string, 3>, Json>;  // by product, item and value
 
-Json totalsOf(const ReportData& data) {
-    const Totals& totals = data.totals;
-    const OtherRuns& others = data.others;
-    return {{"units", totals.units},
-            {"firstUnits", totals.firstUnits},
-            {"passedFirst", totals.passedFirst},
-            {"passedLast", totals.passedLast},
-            {"attempts", totals.attempts},
-            {"retests", totals.retests},
-            {"incomplete", others.incomplete},
-            {"needsPerson", others.needsPerson},
-            {"running", others.running},
-            {"partial", others.partial},
-            {"bench", others.bench}};
-}
-
 // The first ones, each made by add, and how many there are.
 template <typename Things, typename Make>
 Json firstOf(const Things& things, const Make& make) {
@@ -162,7 +146,7 @@ Json figuresOf(Database& database, const PageSubject& subject) {
     Json figures = {{"made", std::int64_t{std::time(nullptr)}}, {"zones", zonesOf(data)}};
     figures["folders"] = subject.folders ? Json(*subject.folders) : Json();
     figures["selection"] = selectionOf(subject.selection);
-    figures["totals"] = totalsOf(data);
+    figures["totals"] = totalsJson(data);
     figures["items"] = firstOf(data.items, [](const ItemFailures& item) {
         return Json::array({item.item, item.failed, item.tested});
     });

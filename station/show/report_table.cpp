@@ -6,6 +6,7 @@
 #include "station/interpret/text.h"
 #include "station/keep/json.h"
 #include "station/show/csv.h"
+#include "station/show/page_json.h"
 #include "station/show/times.h"
 
 namespace station {
@@ -89,22 +90,6 @@ void printUnreadable(std::ostream& output, const std::vector<Unreadable>& unread
     if (unreadable.size() > mostNamed) {
         output << "    and " << unreadable.size() - mostNamed << " more; --json names them all\n";
     }
-}
-
-Json totalsJson(const ReportData& data) {
-    const Totals& totals = data.totals;
-    const OtherRuns& others = data.others;
-    return {{"units", totals.units},
-            {"firstUnits", totals.firstUnits},
-            {"passedFirst", totals.passedFirst},
-            {"passedLast", totals.passedLast},
-            {"attempts", totals.attempts},
-            {"retests", totals.retests},
-            {"incomplete", others.incomplete},
-            {"needsPerson", others.needsPerson},
-            {"running", others.running},
-            {"partial", others.partial},
-            {"bench", others.bench}};
 }
 
 Json unitJson(const UnitLine& unit) {
