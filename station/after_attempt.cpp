@@ -31,15 +31,15 @@ std::string troubleOf(const ToolEnd& end) {
 
 // Empty when all went well.
 std::string runProgram(std::vector<std::string> words, double seconds) {
-    const host::Descriptor nothing(open("/dev/null", O_RDONLY | O_CLOEXEC));
     ToolStart start;
     start.command = std::move(words);
-    start.input = nothing.get();
     start.mustEnd = [limit = TimeLimit(seconds)] { return limit.isOver(); };
     StreamHandlers handlers;  // its output is for people, and standard output is for the verdict
     handlers.records = handlers.console = handlers.errors = [](std::string_view text) { std::cerr << text; };
     handlers.tick = [] {};
     try {
+        const host::Descriptor nothing(host::checked(open("/dev/null", O_RDONLY | O_CLOEXEC), "/dev/null"));
+        start.input = nothing.get();
         return troubleOf(superviseTool(start, handlers));
     } catch (const std::system_error& error) {
         return error.what();

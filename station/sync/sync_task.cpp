@@ -169,7 +169,7 @@ ExitStatus syncResults(const SyncOptions& options) {
 
 void startSync(const fs::path& results, const std::string& address) {
     try {
-        const host::Descriptor nothing(open("/dev/null", O_RDWR | O_CLOEXEC));
+        const host::Descriptor nothing(host::checked(open("/dev/null", O_RDWR | O_CLOEXEC), "/dev/null"));
         host::Command command;
         command.words = {
             "/proc/self/exe", "sync", "--to", address, "--limit", std::to_string(backgroundSeconds), results};
